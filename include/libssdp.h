@@ -1,0 +1,265 @@
+// SPDX-License-Identifier: MIT
+#ifndef LIBSSDP_LIBSSDP_H
+#define LIBSSDP_LIBSSDP_H
+
+/// @file
+/// libSSDP: devices of one kind find each other on the local IPv4 network.
+///
+/// A host makes the service, sets what its device is, starts it, and is told through one callback
+/// which devices come, change and leave:
+///
+///     CreateSSDP(true)               one service a process; true: announce by itself
+///     SetDomainName(...) ... SetCallback(...)
+///     Initialize()                   from here on the device is on the network
+///     Search(), Announce(), GetDevices(...), the setters    as often as you like
+///     Uninitialize()                 says goodbye and ends the library's threads
+///     DestroySSDP()
+///
+/// **Results.** Every function returns an SSDP_STATUS: SSDP_SUCCESS, SSDP_FAILURE, or
+/// SSDP_NOT_CREATED where there was no CreateSSDP before. A failure is also printed, as one line on
+/// standard output. No exception leaves the library.
+///
+/// **Threads.** The library runs three threads of its own, all with every signal blocked.
+/// CreateSSDP, SetCallback, Initialize, Uninitialize and DestroySSDP belong to one controlling
+/// thread, with no other call in flight. Everything else may be called from any thread, at any time
+/// between CreateSSDP and DestroySSDP.
+///
+/// **Which settings take effect when.** The domain name, device type, version, user agent and
+/// server information are put into the messages by Initialize: set them before it, or restart the
+/// service to have a change seen. UUID, status and both time-outs are read at every send and take
+/// effect with the next one. The network interface is read by Initialize.
+///
+/// **The device itself is in its own table**: the network loops its announcements back, and they
+/// are processed like a peer's. A host that does not want itself compares with its own UUID.
+///
+/// **512 bytes.** A receiver sees the first 512 bytes of a message, so what the settings leave must
+/// fit. With target = 13 + domain name + device type + version, all in bytes:
+///
+///     announcement    2 × target + UUID + status + digits of the notify time-out        <= 390
+///     search answer   2 × target + UUID + status + digits + server information          <= 389
+///     search          target + user agent + digits of the search time-out               <= 413
+///
+/// **Which interface.** The system's routing decides which interface carries the multicast, not
+/// SetNetworkInterface. Steer it with a route: `ip route add 239.0.0.0/8 dev eth1`.
+
+#include <cstdint>
+#include <map>
+#include <string>
+
+#if defined(__GNUC__)
+#define LIBSSDP_API __attribute__((visibility("default")))
+#else
+#define LIBSSDP_API
+#endif
+
+namespace libSSDP {
+
+/// The result of every function.
+using SSDP_STATUS = int;
+constexpr SSDP_STATUS SSDP_SUCCESS = 0;       ///< it was done
+constexpr SSDP_STATUS SSDP_FAILURE = 1;       ///< it was not; a line on standard output says why
+constexpr SSDP_STATUS SSDP_NOT_CREATED = -1;  ///< CreateSSDP has not been called
+
+/// One device on the network, as it last announced itself. All texts are as received, up to 512
+/// bytes of anything: check them before they reach a terminal, a log or a file name.
+struct DeviceInfo {
+  /// When the device counts as gone, in seconds since the Unix epoch: the second in which its
+  /// message arrived plus the message's "Cache-Control: max-age=" (UPnP Device Architecture 1.1,
+  /// 1.2.2). Ends at the limits of the type instead of wrapping.
+  int32_t m_expiry = 0;
+  /// What stands after "Status: ", a header of this system's own.
+  std::string m_status;
+  /// The IPv4 address that the message came from, dotted ("192.168.1.7").
+  std::string m_address;
+  /// What stands between "USN: uuid:" and the next ":" (UPnP Device Architecture 1.1, 1.2.2). The
+  /// key of the device table.
+  std::string m_uuid;
+};
+
+/// What a callback is about: one of these, or 0 for a known device that was heard of again from the
+/// same address, be it with another status.
+/// @{
+constexpr unsigned int SSDP_DEVICE_ADDED = 1;     ///< a device that was not in the table
+constexpr unsigned int SSDP_DEVICE_REMOVED = 2;   ///< a device said goodbye ("ssdp:byebye")
+constexpr unsigned int SSDP_DEVICE_CHANGED = 4;   ///< a known device has another address
+constexpr unsigned int SSDP_SEARCH_RECEIVED = 8;  ///< a device searches for us; we answer next
+/// @}
+
+/// The host's callback.
+///
+/// Runs on one of the library's threads, which receives nothing until it returns: be quick. For all
+/// events but SSDP_SEARCH_RECEIVED the device table is locked meanwhile: calling GetDevices from
+/// here waits for ever. Initialize, Uninitialize and DestroySSDP must not be called from here
+/// either. Search, Announce, the setters and GetUUID may be.
+///
+/// A device whose time runs out leaves the table without a call. An exception derived from
+/// std::exception that leaves the callback is swallowed, with the message that led to it only
+/// half taken over; any other ends the process.
+///
+/// @param old  the table's record of the device, valid during the call: for SSDP_DEVICE_ADDED a
+///     copy of `new_device`; for 0 and SSDP_DEVICE_CHANGED still with the previous status and
+///     address, which are replaced after the call; null for the other events.
+/// @param new_device  what was received just now, valid during the call; null for
+///     SSDP_SEARCH_RECEIVED.
+/// @param event  one of the values above, or 0.
+/// @param context  what SetCallback was given.
+using SSDPCallback = void (*)(const DeviceInfo* old, DeviceInfo* new_device, unsigned int event,
+                              void* context);
+
+/// Makes the one service of the process and opens its two sockets (one on UDP port 1900, shared
+/// with every other program there that allows it). Sends nothing. A socket step that fails is
+/// printed, and the service then runs without.
+///
+/// Call it once: a second call replaces the first service, which nobody can reach or free then.
+/// Does not block.
+///
+/// @param announce  whether the service, once initialised, announces the device by itself: at once
+///     and then every notify time-out, as long as that is above 0.
+/// @return SSDP_SUCCESS; SSDP_FAILURE when memory ran out.
+LIBSSDP_API SSDP_STATUS CreateSSDP(bool announce);
+
+/// Frees the service; nothing when there is none. Call Uninitialize first: this function neither
+/// says goodbye nor ends the library's threads nor closes its sockets.
+///
+/// The last call of all: the library does not forget the service's address, so any call after it is
+/// undefined, another DestroySSDP too.
+///
+/// @return SSDP_SUCCESS.
+LIBSSDP_API SSDP_STATUS DestroySSDP();
+
+/// Puts the device on the network: makes the search target and the messages from the settings,
+/// starts the threads and, where CreateSSDP was told so, the announcing. From here on the callback
+/// is called.
+///
+/// After an Uninitialize that succeeded it may be called again; the table then fills anew. A
+/// CreateSSDP must have come before: that isn't checked. Does not block on the network.
+///
+/// @return SSDP_SUCCESS; SSDP_FAILURE when a step failed. The steps before it are not undone.
+LIBSSDP_API SSDP_STATUS Initialize();
+
+/// Takes the device off the network: sends "ssdp:byebye", ends and joins the threads, closes the
+/// sockets, frees the table (every record that the host still points to). No callback comes for
+/// these devices, and none at all once it has returned.
+///
+/// Blocks until the threads have ended: some 200 ms, and as long as a callback in progress takes.
+/// An answer that waits out its delay is sent at once. A CreateSSDP must have come before: that
+/// isn't checked.
+///
+/// @return SSDP_SUCCESS; SSDP_FAILURE when a step failed. It ends there: when the byebye can't be
+///     sent the service runs on.
+LIBSSDP_API SSDP_STATUS Uninitialize();
+
+/// Sets how long, in seconds, others shall remember the device after each message (the max-age of
+/// its announcements and answers; UPnP Device Architecture 1.1, 1.2.2) and, where CreateSSDP was
+/// told to announce, the time between two announcements.
+///
+/// Unset it is -1, and is sent as -1: the device then never announces by itself, and peers drop it
+/// within a second of hearing of it. 0 or less always switches the announcing off. Since both are
+/// one value, a peer that loses one announcement forgets the device until the next.
+///
+/// @return SSDP_SUCCESS, SSDP_FAILURE (memory) or SSDP_NOT_CREATED.
+LIBSSDP_API SSDP_STATUS SetNotifyTimeOut(int seconds);
+
+/// Sets the longest time, in seconds, that peers may take to answer a Search (MX; UPnP Device
+/// Architecture 1.1, 1.3.2, which recommends 1 to 5). Each waits a random part of it.
+///
+/// Unset it is -1, and is sent as -1: peers that run this library take its magnitude, 1 second. 0
+/// gets no answer.
+///
+/// @return SSDP_SUCCESS, SSDP_FAILURE (memory) or SSDP_NOT_CREATED.
+LIBSSDP_API SSDP_STATUS SetMSearchTimeOut(int timeout);
+
+/// Sets the status text that goes with every announcement and answer. Empty when unset.
+///
+/// Peers take all that follows "Status: ", so a line end in it forges nothing but reads badly.
+///
+/// @return SSDP_SUCCESS, SSDP_FAILURE (memory) or SSDP_NOT_CREATED.
+LIBSSDP_API SSDP_STATUS SetStatus(std::string status);
+
+/// Adds the known devices to `devices`, by UUID; a key that it already holds keeps its value.
+///
+/// The records stay the library's: don't free them, and don't use them longer than nothing can
+/// change the table. They change when the device is heard of again and are freed when it says
+/// goodbye, when its time runs out, and by Uninitialize. To keep one, copy it while the network is
+/// quiet, or better, copy what the callback is given.
+///
+/// Blocks while a callback runs; must not be called from one.
+///
+/// @return SSDP_SUCCESS, SSDP_FAILURE (memory) or SSDP_NOT_CREATED.
+LIBSSDP_API SSDP_STATUS GetDevices(std::map<std::string, DeviceInfo*>& devices);
+
+/// Sends one search (M-SEARCH; UPnP Device Architecture 1.1, 1.3.2) for devices of our own kind and
+/// returns at once. Those that answer reach the callback, within the search time-out and the time
+/// that the answers take to travel. Before the first Initialize there is nothing to send.
+///
+/// @return SSDP_SUCCESS; SSDP_FAILURE when it did not leave whole; SSDP_NOT_CREATED.
+LIBSSDP_API SSDP_STATUS Search();
+
+/// Sends one announcement (NOTIFY with "ssdp:alive"; UPnP Device Architecture 1.1, 1.2.2) and
+/// returns at once. It does so whether or not the service announces by itself. Before the first
+/// Initialize there is nothing to send.
+///
+/// @return SSDP_SUCCESS; SSDP_FAILURE when it did not leave whole; SSDP_NOT_CREATED.
+LIBSSDP_API SSDP_STATUS Announce();
+
+/// Sets the callback and what it is given as its last argument; the host owns that and keeps it
+/// until Uninitialize has returned.
+///
+/// Set it before Initialize, on the same thread: the library's threads read it without a lock. A
+/// host must have one: an answered search calls it without looking whether it is null.
+///
+/// @return SSDP_SUCCESS or SSDP_NOT_CREATED.
+LIBSSDP_API SSDP_STATUS SetCallback(SSDPCallback callback, void* context);
+
+/// Sets the name of the interface whose IPv4 address the service notes when it starts ("eth0").
+/// That is all it does: the system's routing decides where the multicast goes. Empty when unset; an
+/// unknown name does no harm.
+///
+/// @return SSDP_SUCCESS, SSDP_FAILURE (memory) or SSDP_NOT_CREATED.
+LIBSSDP_API SSDP_STATUS SetNetworkInterface(std::string interface);
+
+/// Sets the first part of the search target, "urn:DOMAIN:device:TYPE:VERSION" (UPnP Device
+/// Architecture 1.1, 1.2.2: NT), which says what kind of device this is. Only devices whose search
+/// target begins with ours are seen. Takes effect with Initialize. Empty when unset.
+///
+/// @return SSDP_SUCCESS, SSDP_FAILURE (memory) or SSDP_NOT_CREATED.
+LIBSSDP_API SSDP_STATUS SetDomainName(std::string name);
+
+/// Sets the second part of the search target; see SetDomainName.
+///
+/// @return SSDP_SUCCESS, SSDP_FAILURE (memory) or SSDP_NOT_CREATED.
+LIBSSDP_API SSDP_STATUS SetDeviceType(std::string type);
+
+/// Sets the third part of the search target; see SetDomainName. A device of version 1 sees those of
+/// version 10 too, for their target begins with its own.
+///
+/// @return SSDP_SUCCESS, SSDP_FAILURE (memory) or SSDP_NOT_CREATED.
+LIBSSDP_API SSDP_STATUS SetVersionInfo(std::string version);
+
+/// Sets the text of the USER-AGENT header of our searches (UPnP Device Architecture 1.1, 1.3.2).
+/// Takes effect with Initialize. Empty when unset.
+///
+/// @return SSDP_SUCCESS, SSDP_FAILURE (memory) or SSDP_NOT_CREATED.
+LIBSSDP_API SSDP_STATUS SetUserAgent(std::string agent);
+
+/// Sets the text of the SERVER header of our answers (UPnP Device Architecture 1.1, 1.3.3). Takes
+/// effect with Initialize. Empty when unset. A text that contains "ST: " draws the search target to
+/// itself and spoils the answers.
+///
+/// @return SSDP_SUCCESS, SSDP_FAILURE (memory) or SSDP_NOT_CREATED.
+LIBSSDP_API SSDP_STATUS SetServerInfo(std::string info);
+
+/// Sets the device's UUID (UPnP Device Architecture 1.1, 1.1.4), under which peers know it: any
+/// text without a ":", one for each device, the same after a restart. Empty when unset.
+///
+/// @return SSDP_SUCCESS, SSDP_FAILURE (memory) or SSDP_NOT_CREATED.
+LIBSSDP_API SSDP_STATUS SetUUID(std::string uuid);
+
+/// Puts the device's UUID into `uuid`, empty when it was never set.
+///
+/// @return SSDP_SUCCESS, SSDP_FAILURE (memory) or SSDP_NOT_CREATED (`uuid` is untouched then).
+LIBSSDP_API SSDP_STATUS GetUUID(std::string& uuid);
+
+}  // namespace libSSDP
+
+#endif

@@ -1,0 +1,68 @@
+// SPDX-License-Identifier: MIT
+#include "message.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <limits>
+
+namespace libSSDP {
+
+namespace {
+
+template <typename Integer, typename Number>
+Integer Saturate(Number number) {
+  constexpr Number lowest = std::numeric_limits<Integer>::min();
+  constexpr Number highest = std::numeric_limits<Integer>::max();
+  return static_cast<Integer>(std::clamp(number, lowest, highest));
+}
+
+// The text behind the first `marker`, or null.
+const char* FindValue(const char* message, const char* marker) {
+  const char* found = std::strstr(message, marker);
+  return found == nullptr ? nullptr : found + std::strlen(marker);
+}
+
+}  // namespace
+
+bool InsertAfter(std::string& text, const char* marker, const std::string& value) {
+  const size_t index = text.find(marker) + std::strlen(marker);
+  if (index > text.length()) return false;
+  text.insert(index, value);
+  return true;
+}
+
+bool Contains(const char* message, const std::string& text) {
+  return std::strstr(message, text.c_str()) != nullptr;
+}
+
+int ReadNumber(const char* text) {
+  return Saturate<int>(std::strtol(text, nullptr, 10));
+}
+
+int64_t ReadDelayBound(const char* msearch) {
+  const char* mx = FindValue(msearch, "MX: ");
+  return mx == nullptr ? 0 : std::abs(int64_t{ReadNumber(mx)} * 1000);
+}
+
+bool ReadDevice(const char* message, int64_t now, ShortStatus short_status, DeviceInfo& device) {
+  const char* max_age = FindValue(message, "Cache-Control: max-age=");
+  const char* status = FindValue(message, "Status: ");
+  const char* uuid = FindValue(message, "USN: uuid:");
+  if (max_age == nullptr || status == nullptr || uuid == nullptr) return false;
+  const char* uuid_end = std::strchr(uuid, ':');
+  if (uuid_end == nullptr) return false;
+
+  // "Status: " is the last header, so the message's last 4 bytes are its line end and the blank
+  // line. They are dropped unseen, whatever they are.
+  constexpr size_t ending = 4;
+  const size_t length = std::strlen(status);
+  if (length < ending && short_status == ShortStatus::kReject) return false;
+
+  device.m_expiry = Saturate<int32_t>(now + ReadNumber(max_age));
+  device.m_status.assign(status, length < ending ? 0 : length - ending);
+  device.m_uuid.assign(uuid, uuid_end);
+  return true;
+}
+
+}  // namespace libSSDP

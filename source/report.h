@@ -1,0 +1,47 @@
+// SPDX-License-Identifier: MIT
+#ifndef LIBSSDP_SOURCE_REPORT_H
+#define LIBSSDP_SOURCE_REPORT_H
+
+#include <cerrno>
+#include <cstdio>
+
+// The failure line, the library's only log: standard output, one printf a line, so that lines of
+// several threads don't mix. The file is relative to the source tree, wherever it was built.
+//
+// A check is an expression that is true when its condition holds and reports and is false when it
+// does not, so that the reader sees at the place what a failure leads to:
+//
+//   if (!SSDP_CHECK(Start() == SSDP_SUCCESS)) return SSDP_FAILURE;
+//   SSDP_CHECK_REASON((m_handle >= 0), "error creating socket");   // and carries on
+//
+// The condition is evaluated once, a reason only when it fails. The line shows the condition's text
+// as it stands in the source, so where that text is odd the formatter is switched off around it.
+#define SSDP_CHECK(condition) ((condition) || SSDP_REPORT(#condition))
+#define SSDP_CHECK_REASON(condition, reason) \
+  ((condition) || ::libSSDP::ReportFailure(__LINE__, __func__, #condition, reason, __FILE__))
+
+// The line alone, for a failure that isn't one expression. Always false.
+#define SSDP_REPORT(text) (::libSSDP::ReportFailure(__LINE__, __func__, text, __FILE__))
+
+namespace libSSDP {
+
+// Both keep errno, so that a caller can still look at the failed call's own.
+[[gnu::cold]] inline bool ReportFailure(int line, const char* function, const char* condition,
+                                        const char* file) {
+  const int saved = errno;
+  std::printf("[%d] %s: %s failed. \n %s\n", line, function, condition, file);
+  errno = saved;
+  return false;
+}
+
+[[gnu::cold]] inline bool ReportFailure(int line, const char* function, const char* condition,
+                                        const char* reason, const char* file) {
+  const int saved = errno;
+  std::printf("[%d] %s: %s failed. (%s) \n %s\n", line, function, condition, reason, file);
+  errno = saved;
+  return false;
+}
+
+}  // namespace libSSDP
+
+#endif

@@ -1,0 +1,191 @@
+// SPDX-License-Identifier: MIT
+#include "ssdp.h"
+
+#include <sys/time.h>
+#include <unistd.h>
+
+#include <cstring>
+#include <memory>
+#include <new>
+#include <utility>
+
+#include "report.h"
+
+namespace libSSDP {
+
+SSDP::SSDP(int announce)
+    : m_ssdpstore(new SSDPStorage()),
+      m_listener(new SSDPListener(&SSDP::Callback, m_ssdpstore, this)),
+      m_handler(new SSDPHandler(&SSDP::Callback, m_ssdpstore, this)),
+      m_announce(announce),
+      m_callback(nullptr),
+      m_context(nullptr) {}
+
+SSDP::~SSDP() {
+  delete m_listener;
+  delete m_handler;
+  delete m_ssdpstore;
+}
+
+SSDP_STATUS SSDP::Init() {
+  ReplaceSpentWorkers();
+  if (!SSDP_CHECK(m_ssdpstore->Init() == SSDP_SUCCESS)) return SSDP_FAILURE;
+  if (!SSDP_CHECK(m_listener->Init() == SSDP_SUCCESS)) return SSDP_FAILURE;
+  if (!SSDP_CHECK(m_handler->Init() == SSDP_SUCCESS)) return SSDP_FAILURE;
+  if (!SSDP_CHECK(Start() == SSDP_SUCCESS)) return SSDP_FAILURE;
+  return SSDP_SUCCESS;
+}
+
+void SSDP::ReplaceSpentWorkers() {
+  if (m_listener->IsSpent()) {
+    delete std::exchange(m_listener, new SSDPListener(&SSDP::Callback, m_ssdpstore, this));
+  }
+  if (m_handler->IsSpent()) {
+    delete std::exchange(m_handler, new SSDPHandler(&SSDP::Callback, m_ssdpstore, this));
+  }
+}
+
+SSDP_STATUS SSDP::DeInit() {
+  if (!SSDP_CHECK(m_handler->AnnounceNetwork("ssdp:byebye", this) == SSDP_SUCCESS))
+    return SSDP_FAILURE;
+  if (!SSDP_CHECK(m_listener->DeInit() == SSDP_SUCCESS)) return SSDP_FAILURE;
+  if (!SSDP_CHECK(m_handler->DeInit() == SSDP_SUCCESS)) return SSDP_FAILURE;
+  if (!SSDP_CHECK(m_ssdpstore->DeInit() == SSDP_SUCCESS)) return SSDP_FAILURE;
+  if (!SSDP_CHECK(Stop() == SSDP_SUCCESS)) return SSDP_FAILURE;
+  if (!SSDP_CHECK(Join() == SSDP_SUCCESS)) return SSDP_FAILURE;
+  ClearDevices();
+  return SSDP_SUCCESS;
+}
+
+void SSDP::ClearDevices() {
+  const ScopedLock lock(m_device_mutex);
+  for (auto& entry : m_devices) delete entry.second;
+  m_devices.clear();
+}
+
+SSDP_STATUS SSDP::SetConfig(const std::string& name, const SSDPConfig& config) {
+  if (!SSDP_CHECK(m_ssdpstore->SetConfig(name, config) == SSDP_SUCCESS)) return SSDP_FAILURE;
+  return SSDP_SUCCESS;
+}
+
+SSDP_STATUS SSDP::GetConfig(const std::string& name, SSDPConfig& config) {
+  if (!SSDP_CHECK(m_ssdpstore->GetConfig(name, config) == SSDP_SUCCESS)) return SSDP_FAILURE;
+  return SSDP_SUCCESS;
+}
+
+SSDP_STATUS SSDP::SetCallback(SSDPCallback callback, void* context) {
+  m_callback = callback;
+  m_context = context;
+  return SSDP_SUCCESS;
+}
+
+SSDP_STATUS SSDP::Announce() {
+  if (!SSDP_CHECK(m_handler->AnnounceNetwork("ssdp:alive", this) == SSDP_SUCCESS))
+    return SSDP_FAILURE;
+  return SSDP_SUCCESS;
+}
+
+SSDP_STATUS SSDP::Search() {
+  if (!SSDP_CHECK(m_handler->SearchNetwork(this) == SSDP_SUCCESS)) return SSDP_FAILURE;
+  return SSDP_SUCCESS;
+}
+
+SSDP_STATUS SSDP::GetDevices(std::map<std::string, DeviceInfo*>& devices) {
+  const ScopedLock lock(m_device_mutex);
+  devices.insert(m_devices.begin(), m_devices.end());
+  return SSDP_SUCCESS;
+}
+
+void SSDP::Callback(void* context, DeviceInfo* device, bool alive, bool searched) {
+  auto* ssdp = static_cast<SSDP*>(context);
+  if (searched) {
+    // No test for null: a host sets its callback before Init.
+    ssdp->m_callback(nullptr, nullptr, SSDP_SEARCH_RECEIVED, ssdp->m_context);
+  } else if (alive) {
+    ssdp->DeviceAlive(*device);
+  } else {
+    ssdp->DeviceGone(*device);
+  }
+}
+
+// The host's callback sees the stored record with its new expiry but, when the device is known, the
+// status and address from before.
+void SSDP::DeviceAlive(DeviceInfo& device) {
+  const ScopedLock lock(m_device_mutex);
+  unsigned int event = 0;
+  auto entry = m_devices.find(device.m_uuid);
+  if (entry != m_devices.end()) {
+    entry->second->m_expiry = device.m_expiry;
+    if (entry->second->m_address != device.m_address) event |= SSDP_DEVICE_CHANGED;
+  } else {
+    auto copy = std::make_unique<DeviceInfo>(device);
+    entry = m_devices.emplace(copy->m_uuid, copy.get()).first;
+    copy.release();
+    event |= SSDP_DEVICE_ADDED;
+  }
+
+  DeviceInfo& stored = *entry->second;
+  if (m_callback != nullptr) m_callback(&stored, &device, event, m_context);
+  if (stored.m_status != device.m_status) stored.m_status = device.m_status;
+  if (stored.m_address != device.m_address) stored.m_address = device.m_address;
+}
+
+// A device that was never seen is reported as leaving too.
+void SSDP::DeviceGone(DeviceInfo& device) {
+  const ScopedLock lock(m_device_mutex);
+  const auto entry = m_devices.find(device.m_uuid);
+  if (entry != m_devices.end()) {
+    delete entry->second;
+    m_devices.erase(entry);
+  }
+  if (m_callback != nullptr) m_callback(nullptr, &device, SSDP_DEVICE_REMOVED, m_context);
+}
+
+int SSDP::Task() {
+  NameThisThread("ssdp-service");
+  struct timeval last_announce = {0, 0};  // so that the first pass announces
+  while (IsStarted()) {
+    struct timeval now;
+    gettimeofday(&now, nullptr);
+    if (m_announce != 0) {
+      int32_t timeout = 0;
+      if (!ReadNotifyTimeout(timeout)) {
+        std::printf("[%d] %s: GetConfig() failed for SSDP_CONFIG_NOTIFY_TIMEOUT \n %s\n", __LINE__,
+                    __func__, __FILE__);
+      } else if (timeout > 0 && now.tv_sec - last_announce.tv_sec >= timeout) {
+        SSDP_CHECK_REASON(Announce() == SSDP_SUCCESS, "Unable to send NOTIFY Query");
+        gettimeofday(&last_announce, nullptr);  // failed or not: no retry before the next period
+      }
+    }
+    Sweep(now.tv_sec);
+    SSDP_CHECK_REASON((usleep(200000) >= 0), std::strerror(errno));
+  }
+  return SSDP_SUCCESS;
+}
+
+// Read afresh in every pass, so that a new time-out takes effect at once.
+bool SSDP::ReadNotifyTimeout(int32_t& timeout) {
+  try {
+    NotifyTimeoutConfig config;
+    if (m_ssdpstore->GetConfig(SSDP_CONFIG_NOTIFY_TIMEOUT, config) != SSDP_SUCCESS) return false;
+    timeout = config.m_notify_timeout;
+    return true;
+  } catch (const std::bad_alloc&) {
+    return false;
+  }
+}
+
+// Expired devices go silently; only a byebye is reported.
+void SSDP::Sweep(time_t now) {
+  const ScopedLock lock(m_device_mutex);
+  for (auto entry = m_devices.begin(); entry != m_devices.end();) {
+    if (entry->second->m_expiry < now) {
+      delete entry->second;
+      entry = m_devices.erase(entry);
+    } else {
+      ++entry;
+    }
+  }
+}
+
+}  // namespace libSSDP

@@ -1,0 +1,87 @@
+// SPDX-License-Identifier: MIT
+#ifndef LIBSSDP_SOURCE_SSDPBASE_H
+#define LIBSSDP_SOURCE_SSDPBASE_H
+
+#include <ifaddrs.h>
+#include <netinet/in.h>
+
+#include <string>
+
+#include "worker.h"
+
+namespace libSSDP {
+
+// One received datagram as text. It ends at the first NUL or after the bytes received, whichever
+// comes first; a longer datagram is cut to what fits.
+struct Datagram {
+  char text[512 + 1];  // a whole 512 bytes and a terminator
+  struct sockaddr_in from;
+};
+
+// The system's interfaces at the moment of construction: none when it can't tell them.
+class InterfaceList {
+ public:
+  InterfaceList() : m_head(nullptr) { getifaddrs(&m_head); }
+  ~InterfaceList() {
+    if (m_head != nullptr) freeifaddrs(m_head);
+  }
+  InterfaceList(const InterfaceList&) = delete;
+  InterfaceList& operator=(const InterfaceList&) = delete;
+
+  const struct ifaddrs* Head() const { return m_head; }
+
+ private:
+  struct ifaddrs* m_head;
+};
+
+// How the engine reports to the service object: (context, record, alive, searched). The record
+// belongs to the caller and lives for the call.
+using EngineCallback = void (*)(void* context, DeviceInfo* device, bool alive, bool searched);
+
+// What both network workers share: the callback, the UDP socket with its addresses, how they start
+// and how they stop. A worker is initialised once and de-initialised once. The socket is made by
+// the derived constructor and closed by DeInit, not by the destructor.
+//
+// Init and DeInit belong to the owner's thread; Task runs on the worker's own and reads only what
+// the constructors and Init have written before it started.
+class SSDPBase : public WorkerThread {
+ public:
+  SSDPBase(EngineCallback callback, void* context);
+
+  virtual SSDP_STATUS Init();  // starts the thread
+
+  // Clears the run flag, shuts the socket down (which wakes a blocked receive), closes it and joins
+  // the thread. Blocks until the datagram in work is done with.
+  virtual SSDP_STATUS DeInit();
+
+  // Whether DeInit has succeeded, so that this worker can't be used again.
+  bool IsSpent() const { return m_spent; }
+
+ protected:
+  // Writes the IPv4 address of the interface named `name`, if `interfaces` has one, to m_local_ip.
+  void RecordLocalAddress(const InterfaceList& interfaces, const std::string& name);
+
+  // Waits for a datagram. A failure leaves an empty text, which matches nothing, and pauses, so
+  // that a loop over a broken socket doesn't burn a core.
+  void Receive(Datagram& datagram);
+
+  const EngineCallback m_engine_callback;
+  void* const m_engine_context;  // not owned
+  int m_handle;                  // the socket; hides the thread's handle of the same name
+  struct sockaddr_in m_local_addr;
+  struct sockaddr_in m_group_addr;
+  char m_local_ip[INET_ADDRSTRLEN];
+
+ private:
+  bool m_spent;  // owner's thread only
+};
+
+// A socket of its own for the calling process: closed when the host executes another program.
+int OpenSocket();
+
+// The address's dotted text.
+std::string AddressText(const struct sockaddr_in& address);
+
+}  // namespace libSSDP
+
+#endif

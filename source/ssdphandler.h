@@ -1,0 +1,47 @@
+// SPDX-License-Identifier: MIT
+#ifndef LIBSSDP_SOURCE_SSDPHANDLER_H
+#define LIBSSDP_SOURCE_SSDPHANDLER_H
+
+#include <string>
+
+#include "ssdpbase.h"
+#include "ssdpstorage.h"
+
+namespace libSSDP {
+
+class SSDP;
+
+// The worker through which this device speaks first: one unicast socket on an ephemeral port that
+// sends NOTIFY and M-SEARCH to the group and whose thread receives the replies to the searches.
+//
+// The sends run on any thread, several at once: each works on its own copies of the settings, and a
+// datagram socket can be sent on and received from at the same time. The interface that carries
+// them is the system's choice; the configured one is only recorded.
+class SSDPHandler : public SSDPBase {
+ public:
+  // A socket step that fails is reported and construction goes on. `store` and `context` must
+  // outlive the handler.
+  SSDPHandler(EngineCallback callback, SSDPStorage* store, void* context);
+  ~SSDPHandler() override = default;
+
+  // The receiver's loop. Ends with SSDP_FAILURE when the search target can't be read.
+  int Task() override;
+
+  SSDP_STATUS Init() override;
+
+  // Sends one NOTIFY with `nts` ("ssdp:alive" or "ssdp:byebye"); fails when it didn't leave whole.
+  SSDP_STATUS AnnounceNetwork(std::string nts, SSDP* ssdp);
+
+  // Sends one M-SEARCH; fails when it didn't leave whole. The answers come to Task.
+  SSDP_STATUS SearchNetwork(SSDP* ssdp);
+
+ private:
+  void ProcessResponse(const Datagram& datagram, const std::string& search_target);
+  size_t SendToGroup(const std::string& message);
+
+  SSDPStorage* m_ssdpstore;  // not owned
+};
+
+}  // namespace libSSDP
+
+#endif

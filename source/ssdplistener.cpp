@@ -1,0 +1,171 @@
+// SPDX-License-Identifier: MIT
+#include "ssdplistener.h"
+
+#include <arpa/inet.h>
+#include <sys/socket.h>
+#include <sys/time.h>
+
+#include <cstdlib>
+#include <ctime>
+#include <exception>
+
+#include "message.h"
+#include "report.h"
+
+namespace libSSDP {
+
+namespace {
+
+// Local time as ctime writes it, line feed included.
+std::string DateText() {
+  const time_t now = time(nullptr);
+  char text[26] = "";
+  return ctime_r(&now, text) == nullptr ? "" : text;
+}
+
+}  // namespace
+
+SSDPListener::SSDPListener(EngineCallback callback, SSDPStorage* store, void* context)
+    : SSDPBase(callback, context),
+      m_delay_cond(m_delay_mutex),
+      m_ssdpstore(store),
+      m_stopping(false),
+      m_answering(false) {
+  m_handle = OpenSocket();
+  SSDP_CHECK_REASON((m_handle >= 0), "error creating socket");
+
+  int reuse = 1;
+  m_local_addr.sin_family = AF_INET;
+  m_local_addr.sin_port = htons(1900);
+  m_local_addr.sin_addr.s_addr = INADDR_ANY;
+  struct ip_mreq group;
+  group.imr_multiaddr.s_addr = inet_addr(SSDP_GROUP.c_str());
+  group.imr_interface.s_addr = INADDR_ANY;
+  // clang-format off
+  SSDP_CHECK_REASON((setsockopt(m_handle, SOL_SOCKET, SO_REUSEADDR, (void*) &reuse, (socklen_t) sizeof(reuse)) == 0),
+                    "Unable set SO_REUSEADDR");
+  SSDP_CHECK_REASON((bind(m_handle, (struct sockaddr * ) &m_local_addr, sizeof(m_local_addr)) == 0),
+                    "unable to bind socket");
+  SSDP_CHECK_REASON((setsockopt(m_handle, IPPROTO_IP, IP_ADD_MEMBERSHIP, (char *) &group, sizeof(group)) == 0),
+                    "unable to add socket to group membership");
+  // clang-format on
+}
+
+SSDP_STATUS SSDPListener::Init() {
+  {
+    const InterfaceList interfaces;
+    NetworkInterfaceConfig config;
+    SSDP_CHECK_REASON(m_ssdpstore->GetConfig(SSDP_CONFIG_NETWORK_INTERFACE, config) == SSDP_SUCCESS,
+                      "GetConfig failed");
+    RecordLocalAddress(interfaces, config.m_network_interface);
+  }
+  return SSDPBase::Init();
+}
+
+SSDP_STATUS SSDPListener::DeInit() {
+  {
+    const ScopedLock lock(m_delay_mutex);
+    m_stopping = true;
+    m_delay_cond.Notify();
+    // The answer leaves in no time unless the host's callback takes its own; then it's given up.
+    if (m_answering) m_delay_cond.Wait(1000);
+  }
+  return SSDPBase::DeInit();
+}
+
+int SSDPListener::Task() {
+  NameThisThread("ssdp-listener");
+  Datagram datagram;
+  while (IsStarted()) {
+    Receive(datagram);
+    try {
+      if (Contains(datagram.text, MSEARCH_START_LINE)) ProcessMSearch(datagram.text, datagram.from);
+      if (Contains(datagram.text, NOTIFY_START_LINE)) ProcessNotify(datagram.text, datagram.from);
+    } catch (const std::exception&) {
+      // Memory ran out, or the host's callback let something through: this datagram is lost, not
+      // the process.
+    }
+  }
+  return SSDP_SUCCESS;
+}
+
+// One answer under way: waits out its delay, and tells a DeInit that waits when it ends.
+class SSDPListener::Answering {
+ public:
+  Answering(SSDPListener& listener, int64_t delay_bound) : m_listener(listener) {
+    const ScopedLock lock(m_listener.m_delay_mutex);
+    m_listener.m_answering = true;
+    const int delay = static_cast<int>(rand() % delay_bound);
+    if (!m_listener.m_stopping) m_listener.m_delay_cond.Wait(delay);
+  }
+  ~Answering() {
+    const ScopedLock lock(m_listener.m_delay_mutex);
+    m_listener.m_answering = false;
+    if (m_listener.m_stopping) m_listener.m_delay_cond.Notify();
+  }
+  Answering(const Answering&) = delete;
+  Answering& operator=(const Answering&) = delete;
+
+ private:
+  SSDPListener& m_listener;
+};
+
+SSDP_STATUS SSDPListener::ProcessMSearch(const char* message, struct sockaddr_in from) {
+  SearchTargetConfig sconfig;
+  if (!SSDP_CHECK(m_ssdpstore->GetConfig(sconfig.m_name, sconfig) == SSDP_SUCCESS))
+    return SSDP_FAILURE;
+  if (!Contains(message, "ST: " + sconfig.m_search_target)) return SSDP_SUCCESS;
+  const int64_t delay_bound = ReadDelayBound(message);
+  if (delay_bound == 0) return SSDP_SUCCESS;  // says no time to answer in: not a search
+
+  ResponseHeaderConfig rconfig;
+  if (!SSDP_CHECK(m_ssdpstore->GetConfig(rconfig.m_name, rconfig) == SSDP_SUCCESS))
+    return SSDP_FAILURE;
+  if (!SSDP_CHECK(InsertAfter(rconfig.m_response_header, "DATE: ", DateText())))
+    return SSDP_FAILURE;
+
+  NotifyTimeoutConfig notifytoconfig;
+  if (!SSDP_CHECK(m_ssdpstore->GetConfig(notifytoconfig.m_name, notifytoconfig) == SSDP_SUCCESS))
+    return SSDP_FAILURE;
+  const std::string max_age = std::to_string(notifytoconfig.m_notify_timeout);
+  if (!SSDP_CHECK(InsertAfter(rconfig.m_response_header, "Cache-Control: max-age=", max_age)))
+    return SSDP_FAILURE;
+
+  DeviceStatusConfig statusconfig;
+  if (!SSDP_CHECK(m_ssdpstore->GetConfig(statusconfig.m_name, statusconfig) == SSDP_SUCCESS))
+    return SSDP_FAILURE;
+  if (!SSDP_CHECK(InsertAfter(rconfig.m_response_header, "Status: ", statusconfig.m_status)))
+    return SSDP_FAILURE;
+
+  DeviceUUIDConfig uuidconfig;
+  if (!SSDP_CHECK(m_ssdpstore->GetConfig(uuidconfig.m_name, uuidconfig) == SSDP_SUCCESS))
+    return SSDP_FAILURE;
+  if (!SSDP_CHECK(InsertAfter(rconfig.m_response_header, "USN: uuid:", uuidconfig.m_uuid)))
+    return SSDP_FAILURE;
+
+  const Answering answering(*this, delay_bound);
+  m_engine_callback(m_engine_context, nullptr, false, true);
+  // A failed send counts as a length that no message has.
+  const size_t bytes = static_cast<size_t>(
+      sendto(m_handle, rconfig.m_response_header.data(), rconfig.m_response_header.length(), 0,
+             reinterpret_cast<const struct sockaddr*>(&from), sizeof(from)));
+  if (!SSDP_CHECK(bytes == rconfig.m_response_header.length())) return SSDP_FAILURE;
+  return SSDP_SUCCESS;
+}
+
+SSDP_STATUS SSDPListener::ProcessNotify(const char* message, struct sockaddr_in from) {
+  SearchTargetConfig sconfig;
+  if (!SSDP_CHECK(m_ssdpstore->GetConfig(sconfig.m_name, sconfig) == SSDP_SUCCESS))
+    return SSDP_FAILURE;
+  if (!Contains(message, "NT: " + sconfig.m_search_target)) return SSDP_SUCCESS;
+
+  struct timeval now;
+  gettimeofday(&now, nullptr);
+  DeviceInfo device;
+  if (!ReadDevice(message, now.tv_sec, ShortStatus::kReject, device)) return SSDP_SUCCESS;
+  device.m_address = AddressText(from);
+  m_engine_callback(m_engine_context, &device, Contains(message, "ssdp:alive"), false);
+  return SSDP_SUCCESS;
+}
+
+}  // namespace libSSDP
