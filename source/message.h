@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 #include "libssdp.h"
 
@@ -17,7 +18,7 @@ namespace libSSDP {
 bool InsertAfter(std::string& text, const char* marker, const std::string& value);
 
 // Whether `message` contains `text` anywhere.
-bool Contains(const char* message, const std::string& text);
+bool Contains(std::string_view message, std::string_view text);
 
 // Like atoi (white space, a sign, digits up to the first other byte; 0 when there are none), but a
 // number beyond int's range is int's nearest limit.
@@ -33,7 +34,7 @@ enum class ShortStatus { kReadAsEmpty, kReject };
 // Fills a peer's record from a NOTIFY or a search reply that arrived at second `now`, all but its
 // address. The expiry ends at int32_t's limits instead of wrapping. False, with `device` in an
 // unspecified state, when the message lacks a part of the record.
-bool ReadDevice(const char* message, int64_t now, ShortStatus short_status, DeviceInfo& device);
+bool ReadDevice(const char* text, int64_t now, ShortStatus short_status, DeviceInfo& device);
 
 }  // namespace libSSDP
 
