@@ -29,6 +29,10 @@ SSDP_STATUS SSDPBase::Init() {
 SSDP_STATUS SSDPBase::DeInit() {
   if (!SSDP_CHECK(Stop() == SSDP_SUCCESS)) return SSDP_FAILURE;
   shutdown(m_handle, SHUT_RDWR);  // "not connected" is its usual answer, and it wakes all the same
+  // Closed under the thread, the descriptor's number could go to someone else before the thread's
+  // next receive. Not for ever: the host's callback may take its time, and there are systems where
+  // only the closing wakes a receive.
+  for (int waited = 0; IsRunning() && waited < 1000; ++waited) usleep(1000);
   close(m_handle);
   if (!SSDP_CHECK(Join() == SSDP_SUCCESS)) return SSDP_FAILURE;
   m_spent = true;

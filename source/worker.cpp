@@ -7,11 +7,12 @@
 
 namespace libSSDP {
 
-WorkerThread::WorkerThread() : m_handle(), m_started(false), m_joinable(false) {}
+WorkerThread::WorkerThread() : m_handle(), m_started(false), m_running(false), m_joinable(false) {}
 
 SSDP_STATUS WorkerThread::Start() {
   if (IsStarted()) return SSDP_SUCCESS;
-  m_started.store(true, std::memory_order_relaxed);  // before the thread looks at it
+  m_started.store(true, std::memory_order_relaxed);  // both before the thread looks at them
+  m_running.store(true, std::memory_order_relaxed);
 
   // A new thread inherits its creator's mask.
   sigset_t all, previous;
@@ -21,7 +22,9 @@ SSDP_STATUS WorkerThread::Start() {
   m_joinable = SSDP_CHECK(pthread_create(&m_handle, NULL, &WorkerThread::TaskLauncher, this) == 0);
   // clang-format on
   pthread_sigmask(SIG_SETMASK, &previous, nullptr);
-  return m_joinable ? SSDP_SUCCESS : SSDP_FAILURE;
+  if (m_joinable) return SSDP_SUCCESS;
+  m_running.store(false, std::memory_order_relaxed);
+  return SSDP_FAILURE;
 }
 
 SSDP_STATUS WorkerThread::Stop() {
@@ -39,7 +42,9 @@ SSDP_STATUS WorkerThread::Join() {
 }
 
 void* WorkerThread::TaskLauncher(void* worker) {
-  static_cast<WorkerThread*>(worker)->Task();
+  auto* self = static_cast<WorkerThread*>(worker);
+  self->Task();
+  self->m_running.store(false, std::memory_order_release);
   return nullptr;
 }
 

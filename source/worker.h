@@ -37,6 +37,10 @@ class WorkerThread {
 
   bool IsStarted() const { return m_started.load(std::memory_order_relaxed); }
 
+  // Whether there is a thread whose Task has not returned yet. Once it says no, everything that the
+  // thread did has been done.
+  bool IsRunning() const { return m_running.load(std::memory_order_acquire); }
+
  protected:
   // Names the calling thread for debuggers and process listings: at most 15 characters.
   static void NameThisThread(const char* name);
@@ -47,6 +51,7 @@ class WorkerThread {
   pthread_t m_handle;
   // Relaxed is enough: the flag carries no data, and its writer wakes the thread afterwards.
   std::atomic<bool> m_started;
+  std::atomic<bool> m_running;
   // Whether m_handle names a thread that nobody has joined: joining anything else is undefined.
   bool m_joinable;
 };
