@@ -38,6 +38,13 @@ bool Contains(std::string_view message, std::string_view text) {
   return message.find(text) != message.npos;
 }
 
+bool ContainsHeader(std::string_view message, std::string_view header, std::string_view value) {
+  for (size_t at = message.find(header); at != message.npos; at = message.find(header, at + 1)) {
+    if (message.compare(at + header.length(), value.length(), value) == 0) return true;
+  }
+  return false;
+}
+
 int ReadNumber(const char* text) {
   return Saturate<int>(std::strtol(text, nullptr, 10));
 }

@@ -20,6 +20,9 @@ bool InsertAfter(std::string& text, const char* marker, const std::string& value
 // Whether `message` contains `text` anywhere.
 bool Contains(std::string_view message, std::string_view text);
 
+// Whether `message` contains `header` with `value` right behind it anywhere.
+bool ContainsHeader(std::string_view message, std::string_view header, std::string_view value);
+
 // Like atoi (white space, a sign, digits up to the first other byte; 0 when there are none), but a
 // number beyond int's range is int's nearest limit.
 int ReadNumber(const char* text);

@@ -6,6 +6,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <charconv>
 #include <cstring>
 
 #include "report.h"
@@ -67,10 +68,16 @@ int OpenSocket() {
   return handle;
 }
 
+// By hand, for inet_ntop goes through printf: a third of what a known peer's announcement costs.
 std::string AddressText(const struct sockaddr_in& address) {
-  char text[INET_ADDRSTRLEN] = "";
-  inet_ntop(AF_INET, &address.sin_addr, text, sizeof(text));
-  return text;
+  const auto* octets = reinterpret_cast<const unsigned char*>(&address.sin_addr);
+  char text[INET_ADDRSTRLEN];
+  char* end = text;
+  for (int i = 0; i < 4; ++i) {
+    if (i > 0) *end++ = '.';
+    end = std::to_chars(end, text + sizeof(text), octets[i]).ptr;
+  }
+  return std::string(text, end);
 }
 
 }  // namespace libSSDP

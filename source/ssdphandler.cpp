@@ -123,7 +123,7 @@ int SSDPHandler::Task() {
 
 // The search target is the only filter: neither the start line nor the sender is looked at.
 void SSDPHandler::ProcessResponse(const Datagram& datagram, const std::string& search_target) {
-  if (!Contains(datagram.text, "ST: " + search_target)) return;
+  if (!ContainsHeader(datagram.text, "ST: ", search_target)) return;
 
   struct timeval now;
   gettimeofday(&now, nullptr);

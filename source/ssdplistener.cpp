@@ -78,9 +78,10 @@ int SSDPListener::Task() {
   Datagram datagram;
   while (IsStarted()) {
     Receive(datagram);
+    const std::string_view message = datagram.text;
     try {
-      if (Contains(datagram.text, MSEARCH_START_LINE)) ProcessMSearch(datagram.text, datagram.from);
-      if (Contains(datagram.text, NOTIFY_START_LINE)) ProcessNotify(datagram.text, datagram.from);
+      if (Contains(message, MSEARCH_START_LINE)) ProcessMSearch(datagram.text, datagram.from);
+      if (Contains(message, NOTIFY_START_LINE)) ProcessNotify(datagram.text, datagram.from);
     } catch (const std::exception&) {
       // Memory ran out, or the host's callback let something through: this datagram is lost, not
       // the process.
@@ -114,7 +115,7 @@ SSDP_STATUS SSDPListener::ProcessMSearch(const char* message, struct sockaddr_in
   SearchTargetConfig sconfig;
   if (!SSDP_CHECK(m_ssdpstore->GetConfig(sconfig.m_name, sconfig) == SSDP_SUCCESS))
     return SSDP_FAILURE;
-  if (!Contains(message, "ST: " + sconfig.m_search_target)) return SSDP_SUCCESS;
+  if (!ContainsHeader(message, "ST: ", sconfig.m_search_target)) return SSDP_SUCCESS;
   const int64_t delay_bound = ReadDelayBound(message);
   if (delay_bound == 0) return SSDP_SUCCESS;  // says no time to answer in: not a search
 
@@ -157,7 +158,7 @@ SSDP_STATUS SSDPListener::ProcessNotify(const char* message, struct sockaddr_in 
   SearchTargetConfig sconfig;
   if (!SSDP_CHECK(m_ssdpstore->GetConfig(sconfig.m_name, sconfig) == SSDP_SUCCESS))
     return SSDP_FAILURE;
-  if (!Contains(message, "NT: " + sconfig.m_search_target)) return SSDP_SUCCESS;
+  if (!ContainsHeader(message, "NT: ", sconfig.m_search_target)) return SSDP_SUCCESS;
 
   struct timeval now;
   gettimeofday(&now, nullptr);
