@@ -53,6 +53,10 @@ struct SocketFault {
   Left left;  // what still works
 };
 
+void PrintTo(const SocketFault& fault, std::ostream* out) {
+  *out << fault.name;
+}
+
 class SocketFaultTest : public FaultTest, public testing::WithParamInterface<SocketFault> {
  protected:
   void SetUp() override {
