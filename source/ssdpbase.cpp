@@ -19,7 +19,7 @@ SSDPBase::SSDPBase(EngineCallback callback, void* context)
       m_local_addr(),
       m_group_addr(),
       m_local_ip(),
-      m_spent(false) {}
+      m_closed(false) {}
 
 SSDP_STATUS SSDPBase::Init() {
   if (!SSDP_CHECK(Start() == SSDP_SUCCESS)) return SSDP_FAILURE;
@@ -28,10 +28,11 @@ SSDP_STATUS SSDPBase::Init() {
 
 SSDP_STATUS SSDPBase::DeInit() {
   if (!SSDP_CHECK(Stop() == SSDP_SUCCESS)) return SSDP_FAILURE;
-  shutdown(m_handle, SHUT_RDWR);  // "not connected" is its usual answer, and it wakes all the same
-  close(m_handle);
+  const int handle = Socket();
+  m_closed = true;              // before the number can become another's
+  shutdown(handle, SHUT_RDWR);  // "not connected" is its usual answer, and it wakes all the same
+  close(handle);
   if (!SSDP_CHECK(Join() == SSDP_SUCCESS)) return SSDP_FAILURE;
-  m_spent = true;
   return SSDP_SUCCESS;
 }
 
@@ -48,10 +49,11 @@ void SSDPBase::RecordLocalAddress(const InterfaceList& interfaces, const std::st
 void SSDPBase::Receive(Datagram& datagram) {
   std::memset(&datagram, 0, sizeof(datagram));
   socklen_t length = sizeof(datagram.from);
+  const int handle = Socket();
   const ssize_t received =
-      m_handle < 0 ? -1
-                   : recvfrom(m_handle, datagram.text, sizeof(datagram.text) - 1, 0,
-                              reinterpret_cast<struct sockaddr*>(&datagram.from), &length);
+      handle < 0 ? -1
+                 : recvfrom(handle, datagram.text, sizeof(datagram.text) - 1, 0,
+                            reinterpret_cast<struct sockaddr*>(&datagram.from), &length);
   // Not after a stop, which makes the receive fail too.
   if (received < 0 && IsStarted()) usleep(20000);
 }

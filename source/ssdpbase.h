@@ -5,6 +5,7 @@
 #include <ifaddrs.h>
 #include <netinet/in.h>
 
+#include <atomic>
 #include <string>
 
 #include "worker.h"
@@ -51,11 +52,13 @@ class SSDPBase : public WorkerThread {
   virtual SSDP_STATUS Init();  // starts the thread
 
   // Clears the run flag, shuts the socket down (which wakes a blocked receive), closes it and joins
-  // the thread. Blocks until the datagram in work is done with.
+  // the thread. Blocks until the datagram in work is done with. The socket is closed even when
+  // there is no thread to join, and by the first call only.
   virtual SSDP_STATUS DeInit();
 
-  // Whether DeInit has succeeded, so that this worker can't be used again.
-  bool IsSpent() const { return m_spent; }
+  // Whether the socket is closed and no thread is left, so that this worker can't be used again and
+  // may go.
+  bool IsSpent() const { return m_closed && !HasThread(); }
 
  protected:
   // Writes the IPv4 address of the interface named `name`, if `interfaces` has one, to m_local_ip.
@@ -65,6 +68,10 @@ class SSDPBase : public WorkerThread {
   // that a loop over a broken socket doesn't burn a core.
   void Receive(Datagram& datagram);
 
+  // The socket for every use: -1 once it is closed, for its number, which m_handle keeps, may then
+  // be that of a descriptor of the host's.
+  int Socket() const { return m_closed ? -1 : m_handle; }
+
   const EngineCallback m_engine_callback;
   void* const m_engine_context;  // not owned
   int m_handle;                  // the socket; hides the thread's handle of the same name
@@ -73,7 +80,7 @@ class SSDPBase : public WorkerThread {
   char m_local_ip[INET_ADDRSTRLEN];
 
  private:
-  bool m_spent;  // owner's thread only
+  std::atomic<bool> m_closed;  // written by the owner's thread, read by all
 };
 
 // A socket of its own for the calling process: closed when the host executes another program.

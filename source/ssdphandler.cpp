@@ -98,7 +98,7 @@ SSDP_STATUS SSDPHandler::SearchNetwork(SSDP*) try {
 
 // A failed send counts as a length that no message has.
 size_t SSDPHandler::SendToGroup(const std::string& message) {
-  return static_cast<size_t>(sendto(m_handle, message.data(), message.length(), 0,
+  return static_cast<size_t>(sendto(Socket(), message.data(), message.length(), 0,
                                     reinterpret_cast<const struct sockaddr*>(&m_group_addr),
                                     sizeof(m_group_addr)));
 }

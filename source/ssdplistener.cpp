@@ -147,7 +147,7 @@ SSDP_STATUS SSDPListener::ProcessMSearch(const char* message, struct sockaddr_in
   m_engine_callback(m_engine_context, nullptr, false, true);
   // A failed send counts as a length that no message has.
   const size_t bytes = static_cast<size_t>(
-      sendto(m_handle, rconfig.m_response_header.data(), rconfig.m_response_header.length(), 0,
+      sendto(Socket(), rconfig.m_response_header.data(), rconfig.m_response_header.length(), 0,
              reinterpret_cast<const struct sockaddr*>(&from), sizeof(from)));
   if (!SSDP_CHECK(bytes == rconfig.m_response_header.length())) return SSDP_FAILURE;
   return SSDP_SUCCESS;
