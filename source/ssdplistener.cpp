@@ -68,7 +68,7 @@ SSDP_STATUS SSDPListener::DeInit() {
     m_stopping = true;
     m_delay_cond.Notify();
     // The answer leaves in no time unless the host's callback takes its own; then it's given up.
-    if (m_answering) m_delay_cond.Wait(1000);
+    if (lock.IsHeld() && m_answering) m_delay_cond.Wait(1000);
   }
   return SSDPBase::DeInit();
 }
@@ -96,7 +96,8 @@ class SSDPListener::Answering {
     const ScopedLock lock(m_listener.m_delay_mutex);
     m_listener.m_answering = true;
     const int delay = static_cast<int>(rand() % delay_bound);
-    if (!m_listener.m_stopping) m_listener.m_delay_cond.Wait(delay);
+    // A wait needs its mutex: without, it would come back with it locked, and nobody to unlock it.
+    if (lock.IsHeld() && !m_listener.m_stopping) m_listener.m_delay_cond.Wait(delay);
   }
   ~Answering() {
     const ScopedLock lock(m_listener.m_delay_mutex);
