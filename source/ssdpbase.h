@@ -22,7 +22,9 @@ struct Datagram {
 // The system's interfaces at the moment of construction: none when it can't tell them.
 class InterfaceList {
  public:
-  InterfaceList() : m_head(nullptr) { getifaddrs(&m_head); }
+  InterfaceList() : m_head(nullptr) {
+    if (getifaddrs(&m_head) != 0) m_head = nullptr;  // a failed call may have left anything there
+  }
   ~InterfaceList() {
     if (m_head != nullptr) freeifaddrs(m_head);
   }
