@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "ssdp.h"
 
+#include <poll.h>
 #include <sys/time.h>
 #include <unistd.h>
 
@@ -158,7 +159,8 @@ int SSDP::Task() {
       }
     }
     Sweep(now.tv_sec);
-    SSDP_CHECK_REASON((usleep(200000) >= 0), std::strerror(errno));
+    // Where a sandbox refuses that pause at every call, another one keeps the loop from spinning.
+    if (!SSDP_CHECK_REASON((usleep(200000) >= 0), std::strerror(errno))) poll(nullptr, 0, 200);
   }
   return SSDP_SUCCESS;
 }

@@ -3,6 +3,7 @@
 
 #include <arpa/inet.h>
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -55,7 +56,7 @@ void SSDPBase::Receive(Datagram& datagram) {
                  : recvfrom(handle, datagram.text, sizeof(datagram.text) - 1, 0,
                             reinterpret_cast<struct sockaddr*>(&datagram.from), &length);
   // Not after a stop, which makes the receive fail too.
-  if (received < 0 && IsStarted()) usleep(20000);
+  if (received < 0 && IsStarted() && usleep(20000) != 0) poll(nullptr, 0, 20);
 }
 
 int OpenSocket() {
