@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <string>
 
 #include "libssdp.h"
@@ -205,7 +206,9 @@ class SSDPConfigMap {
   template <typename T>
   SSDP_STATUS RegisterConfig(const std::string& name, const T& config) NO_THREAD_SAFETY_ANALYSIS {
     if (!SSDP_CHECK(m_configholder_map.find(name) == m_configholder_map.end())) return SSDP_FAILURE;
-    m_configholder_map[name] = new SSDPConfigHolder<T>(config);
+    auto holder = std::make_unique<SSDPConfigHolder<T>>(config);
+    m_configholder_map.emplace(name, holder.get());
+    holder.release();
     return SSDP_SUCCESS;
   }
 
