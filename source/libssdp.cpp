@@ -14,20 +14,20 @@ SSDP* ssdpserver = nullptr;
 
 namespace {
 
-// The library's boundary: no exception leaves it.
+// The library's boundary: no exception leaves it. `function` is the entry point, for the report.
 template <typename Operation>
-SSDP_STATUS Guarded(Operation operation) {
+SSDP_STATUS Guarded(const char* function, Operation operation) {
   try {
     return operation();
   } catch (const std::exception& error) {
-    SSDP_REPORT(error.what());
+    ReportFailure(__LINE__, function, error.what(), __FILE__);
     return SSDP_FAILURE;
   }
 }
 
 template <typename Config, typename Value>
-SSDP_STATUS SetValue(Value Config::*field, Value& value) {
-  return Guarded([&] {
+SSDP_STATUS SetValue(const char* function, Value Config::*field, Value& value) {
+  return Guarded(function, [&] {
     Config config;
     config.*field = std::move(value);
     return ssdpserver->SetConfig(config.m_name, config);
@@ -37,7 +37,7 @@ SSDP_STATUS SetValue(Value Config::*field, Value& value) {
 }  // namespace
 
 SSDP_STATUS CreateSSDP(bool announce) {
-  return Guarded([&] {
+  return Guarded(__func__, [&] {
     ssdpserver = new SSDP(announce ? 1 : 0);
     return SSDP_SUCCESS;
   });
@@ -49,31 +49,31 @@ SSDP_STATUS DestroySSDP() {
 }
 
 SSDP_STATUS Initialize() {
-  return Guarded([] { return ssdpserver->Init(); });
+  return Guarded(__func__, [] { return ssdpserver->Init(); });
 }
 
 SSDP_STATUS Uninitialize() {
-  return Guarded([] { return ssdpserver->DeInit(); });
+  return Guarded(__func__, [] { return ssdpserver->DeInit(); });
 }
 
 SSDP_STATUS SetNotifyTimeOut(int seconds) {
   if (!SSDP_CHECK(ssdpserver != NULL)) return SSDP_NOT_CREATED;
-  return SetValue(&NotifyTimeoutConfig::m_notify_timeout, seconds);
+  return SetValue(__func__, &NotifyTimeoutConfig::m_notify_timeout, seconds);
 }
 
 SSDP_STATUS SetMSearchTimeOut(int timeout) {
   if (!SSDP_CHECK(ssdpserver != NULL)) return SSDP_NOT_CREATED;
-  return SetValue(&MSearchTimeoutConfig::m_msearch_timeout, timeout);
+  return SetValue(__func__, &MSearchTimeoutConfig::m_msearch_timeout, timeout);
 }
 
 SSDP_STATUS SetStatus(std::string status) {
   if (!SSDP_CHECK(ssdpserver != NULL)) return SSDP_NOT_CREATED;
-  return SetValue(&DeviceStatusConfig::m_status, status);
+  return SetValue(__func__, &DeviceStatusConfig::m_status, status);
 }
 
 SSDP_STATUS GetDevices(std::map<std::string, DeviceInfo*>& devices) {
   if (!SSDP_CHECK(ssdpserver != NULL)) return SSDP_NOT_CREATED;
-  return Guarded([&] { return ssdpserver->GetDevices(devices); });
+  return Guarded(__func__, [&] { return ssdpserver->GetDevices(devices); });
 }
 
 SSDP_STATUS Search() {
@@ -93,42 +93,42 @@ SSDP_STATUS SetCallback(SSDPCallback callback, void* context) {
 
 SSDP_STATUS SetNetworkInterface(std::string interface) {
   if (!SSDP_CHECK(ssdpserver != NULL)) return SSDP_NOT_CREATED;
-  return SetValue(&NetworkInterfaceConfig::m_network_interface, interface);
+  return SetValue(__func__, &NetworkInterfaceConfig::m_network_interface, interface);
 }
 
 SSDP_STATUS SetDomainName(std::string name) {
   if (!SSDP_CHECK(ssdpserver != NULL)) return SSDP_NOT_CREATED;
-  return SetValue(&DomainNameConfig::m_domain_name, name);
+  return SetValue(__func__, &DomainNameConfig::m_domain_name, name);
 }
 
 SSDP_STATUS SetDeviceType(std::string type) {
   if (!SSDP_CHECK(ssdpserver != NULL)) return SSDP_NOT_CREATED;
-  return SetValue(&DeviceTypeConfig::m_device_type, type);
+  return SetValue(__func__, &DeviceTypeConfig::m_device_type, type);
 }
 
 SSDP_STATUS SetVersionInfo(std::string version) {
   if (!SSDP_CHECK(ssdpserver != NULL)) return SSDP_NOT_CREATED;
-  return SetValue(&VersionConfig::m_version, version);
+  return SetValue(__func__, &VersionConfig::m_version, version);
 }
 
 SSDP_STATUS SetUserAgent(std::string agent) {
   if (!SSDP_CHECK(ssdpserver != NULL)) return SSDP_NOT_CREATED;
-  return SetValue(&UserAgentConfig::m_user_agent, agent);
+  return SetValue(__func__, &UserAgentConfig::m_user_agent, agent);
 }
 
 SSDP_STATUS SetServerInfo(std::string info) {
   if (!SSDP_CHECK(ssdpserver != NULL)) return SSDP_NOT_CREATED;
-  return SetValue(&ServerInfoConfig::m_server_info, info);
+  return SetValue(__func__, &ServerInfoConfig::m_server_info, info);
 }
 
 SSDP_STATUS SetUUID(std::string uuid) {
   if (!SSDP_CHECK(ssdpserver != NULL)) return SSDP_NOT_CREATED;
-  return SetValue(&DeviceUUIDConfig::m_uuid, uuid);
+  return SetValue(__func__, &DeviceUUIDConfig::m_uuid, uuid);
 }
 
 SSDP_STATUS GetUUID(std::string& uuid) {
   if (!SSDP_CHECK(ssdpserver != NULL)) return SSDP_NOT_CREATED;
-  return Guarded([&] {
+  return Guarded(__func__, [&] {
     DeviceUUIDConfig config;
     const SSDP_STATUS status = ssdpserver->GetConfig(config.m_name, config);
     uuid = config.m_uuid;

@@ -53,6 +53,8 @@ class SCOPED_CAPABILITY ScopedLock {
   ScopedLock(const ScopedLock&) = delete;
   ScopedLock& operator=(const ScopedLock&) = delete;
 
+  bool IsHeld() const { return m_locked; }
+
  private:
   Mutex& m_mutex;
   const bool m_locked;

@@ -1,10 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include "ssdp.h"
 
+#include <poll.h>
 #include <sys/time.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstring>
+#include <limits>
 #include <memory>
 #include <new>
 #include <utility>
@@ -41,6 +44,11 @@ void SSDP::ReplaceSpentWorkers() {
     delete std::exchange(m_listener, new SSDPListener(&SSDP::Callback, m_ssdpstore, this));
   }
   if (m_handler->IsSpent()) {
+    // After a DeInit that failed half-way our own thread still runs, and uses the handler.
+    if (IsStarted()) {
+      Stop();
+      Join();
+    }
     delete std::exchange(m_handler, new SSDPHandler(&SSDP::Callback, m_ssdpstore, this));
   }
 }
@@ -158,7 +166,8 @@ int SSDP::Task() {
       }
     }
     Sweep(now.tv_sec);
-    SSDP_CHECK_REASON((usleep(200000) >= 0), std::strerror(errno));
+    // Where a sandbox refuses that pause at every call, another one keeps the loop from spinning.
+    if (!SSDP_CHECK_REASON((usleep(200000) >= 0), std::strerror(errno))) poll(nullptr, 0, 200);
   }
   return SSDP_SUCCESS;
 }
@@ -177,9 +186,12 @@ bool SSDP::ReadNotifyTimeout(int32_t& timeout) {
 
 // Expired devices go silently; only a byebye is reported.
 void SSDP::Sweep(time_t now) {
+  // A record whose expiry is the field's limit stays, for it says "as long as I can tell": from
+  // 2038 on that is every record.
+  const int64_t limit = std::min<int64_t>(now, std::numeric_limits<int32_t>::max());
   const ScopedLock lock(m_device_mutex);
   for (auto entry = m_devices.begin(); entry != m_devices.end();) {
-    if (entry->second->m_expiry < now) {
+    if (entry->second->m_expiry < limit) {
       delete entry->second;
       entry = m_devices.erase(entry);
     } else {

@@ -3,6 +3,7 @@
 
 #include <arpa/inet.h>
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -20,7 +21,7 @@ SSDPBase::SSDPBase(EngineCallback callback, void* context)
       m_local_addr(),
       m_group_addr(),
       m_local_ip(),
-      m_spent(false) {}
+      m_closed(false) {}
 
 SSDP_STATUS SSDPBase::Init() {
   if (!SSDP_CHECK(Start() == SSDP_SUCCESS)) return SSDP_FAILURE;
@@ -29,15 +30,18 @@ SSDP_STATUS SSDPBase::Init() {
 
 SSDP_STATUS SSDPBase::DeInit() {
   if (!SSDP_CHECK(Stop() == SSDP_SUCCESS)) return SSDP_FAILURE;
+  if (!m_closed.exchange(true)) CloseSocket();
+  if (!SSDP_CHECK(Join() == SSDP_SUCCESS)) return SSDP_FAILURE;
+  return SSDP_SUCCESS;
+}
+
+void SSDPBase::CloseSocket() {
   shutdown(m_handle, SHUT_RDWR);  // "not connected" is its usual answer, and it wakes all the same
   // Closed under the thread, the descriptor's number could go to someone else before the thread's
   // next receive. Not for ever: the host's callback may take its time, and there are systems where
   // only the closing wakes a receive.
-  for (int waited = 0; IsRunning() && waited < 1000; ++waited) usleep(1000);
+  for (int waited = 0; IsRunning() && waited < 1000; ++waited) Pause(1);
   close(m_handle);
-  if (!SSDP_CHECK(Join() == SSDP_SUCCESS)) return SSDP_FAILURE;
-  m_spent = true;
-  return SSDP_SUCCESS;
 }
 
 void SSDPBase::RecordLocalAddress(const InterfaceList& interfaces, const std::string& name) {
@@ -53,12 +57,25 @@ void SSDPBase::RecordLocalAddress(const InterfaceList& interfaces, const std::st
 void SSDPBase::Receive(Datagram& datagram) {
   std::memset(&datagram, 0, sizeof(datagram));
   socklen_t length = sizeof(datagram.from);
+  const int handle = Socket();
   const ssize_t received =
-      m_handle < 0 ? -1
-                   : recvfrom(m_handle, datagram.text, sizeof(datagram.text) - 1, 0,
-                              reinterpret_cast<struct sockaddr*>(&datagram.from), &length);
-  // Not after a stop, which makes the receive fail too.
-  if (received < 0 && IsStarted()) usleep(20000);
+      handle < 0 ? -1
+                 : recvfrom(handle, datagram.text, sizeof(datagram.text) - 1, 0,
+                            reinterpret_cast<struct sockaddr*>(&datagram.from), &length);
+  // Nothing, and not even an empty datagram, which would have a sender. After a stop that is how
+  // the loop ends.
+  const bool nothing = received < 0 || datagram.from.sin_family == AF_UNSPEC;
+  if (nothing && IsStarted()) Pause(20);
+}
+
+size_t SSDPBase::Send(const std::string& message, const struct sockaddr_in& to) {
+  return static_cast<size_t>(sendto(Socket(), message.data(), message.length(), 0,
+                                    reinterpret_cast<const struct sockaddr*>(&to), sizeof(to)));
+}
+
+void Pause(int milliseconds) {
+  // Where a sandbox refuses the one at every call, the other keeps loops from spinning.
+  if (usleep(static_cast<useconds_t>(milliseconds) * 1000) != 0) poll(nullptr, 0, milliseconds);
 }
 
 int OpenSocket() {

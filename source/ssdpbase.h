@@ -2,9 +2,14 @@
 #ifndef LIBSSDP_SOURCE_SSDPBASE_H
 #define LIBSSDP_SOURCE_SSDPBASE_H
 
+#include <sys/types.h>
+// The BSDs want these before what uses them.
+#include <sys/socket.h>
+
 #include <ifaddrs.h>
 #include <netinet/in.h>
 
+#include <atomic>
 #include <string>
 
 #include "worker.h"
@@ -21,7 +26,9 @@ struct Datagram {
 // The system's interfaces at the moment of construction: none when it can't tell them.
 class InterfaceList {
  public:
-  InterfaceList() : m_head(nullptr) { getifaddrs(&m_head); }
+  InterfaceList() : m_head(nullptr) {
+    if (getifaddrs(&m_head) != 0) m_head = nullptr;  // a failed call may have left anything there
+  }
   ~InterfaceList() {
     if (m_head != nullptr) freeifaddrs(m_head);
   }
@@ -51,11 +58,13 @@ class SSDPBase : public WorkerThread {
   virtual SSDP_STATUS Init();  // starts the thread
 
   // Clears the run flag, shuts the socket down (which wakes a blocked receive), closes it and joins
-  // the thread. Blocks until the datagram in work is done with.
+  // the thread. Blocks until the datagram in work is done with. The socket is closed even when
+  // there is no thread to join, and by the first call only.
   virtual SSDP_STATUS DeInit();
 
-  // Whether DeInit has succeeded, so that this worker can't be used again.
-  bool IsSpent() const { return m_spent; }
+  // Whether the socket is closed and no thread is left, so that this worker can't be used again and
+  // may go.
+  bool IsSpent() const { return m_closed && !HasThread(); }
 
  protected:
   // Writes the IPv4 address of the interface named `name`, if `interfaces` has one, to m_local_ip.
@@ -65,6 +74,10 @@ class SSDPBase : public WorkerThread {
   // that a loop over a broken socket doesn't burn a core.
   void Receive(Datagram& datagram);
 
+  // Sends one datagram and returns the bytes that left. A failure counts as a length that no
+  // message has.
+  size_t Send(const std::string& message, const struct sockaddr_in& to);
+
   const EngineCallback m_engine_callback;
   void* const m_engine_context;  // not owned
   int m_handle;                  // the socket; hides the thread's handle of the same name
@@ -73,11 +86,20 @@ class SSDPBase : public WorkerThread {
   char m_local_ip[INET_ADDRSTRLEN];
 
  private:
-  bool m_spent;  // owner's thread only
+  void CloseSocket();
+
+  // The socket for every use: -1 once it is closed, for its number, which m_handle keeps, may then
+  // be that of a descriptor of the host's.
+  int Socket() const { return m_closed ? -1 : m_handle; }
+
+  std::atomic<bool> m_closed;  // written by the owner's thread, read by all
 };
 
 // A socket of its own for the calling process: closed when the host executes another program.
 int OpenSocket();
+
+// Sleeps, as long as the system allows sleeping in any way.
+void Pause(int milliseconds);
 
 // The address's dotted text.
 std::string AddressText(const struct sockaddr_in& address);

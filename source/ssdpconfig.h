@@ -4,35 +4,46 @@
 
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <string>
+#include <utility>
 
 #include "libssdp.h"
 #include "mutex.h"
 #include "report.h"
 
+// Texts are made before every other global object of the program and destroyed after them: a host
+// that links us statically may use us in a constructor of its own, and our threads may outlive
+// main.
+#if defined(__APPLE__)
+#define SSDP_CONSTANT inline const
+#else
+#define SSDP_CONSTANT __attribute__((init_priority(101))) inline const
+#endif
+
 namespace libSSDP {
 
 // Protocol constants. Inline, so that the program has one of each, initialised before everything
 // that is defined below an #include of this header.
-inline const std::string SSDP_GROUP = "239.255.255.250";
-inline const std::string MSEARCH_START_LINE = "M-SEARCH * HTTP/1.1\r\n";
-inline const std::string NOTIFY_START_LINE = "NOTIFY * HTTP/1.1\r\n";
-inline const std::string RESPONSE_START_LINE = "HTTP/1.1 200 OK\r\n";
+SSDP_CONSTANT std::string SSDP_GROUP = "239.255.255.250";
+SSDP_CONSTANT std::string MSEARCH_START_LINE = "M-SEARCH * HTTP/1.1\r\n";
+SSDP_CONSTANT std::string NOTIFY_START_LINE = "NOTIFY * HTTP/1.1\r\n";
+SSDP_CONSTANT std::string RESPONSE_START_LINE = "HTTP/1.1 200 OK\r\n";
 
-inline const std::string SSDP_CONFIG_NETWORK_INTERFACE = "ssdp_config_network_interface";
-inline const std::string SSDP_CONFIG_DOMAIN_NAME = "ssdp_config_domain_name";
-inline const std::string SSDP_CONFIG_DEVICE_TYPE = "ssdp_config_device_type";
-inline const std::string SSDP_CONFIG_VERSION = "ssdp_config_version";
-inline const std::string SSDP_CONFIG_USER_AGENT = "ssdp_config_user_agent";
-inline const std::string SSDP_CONFIG_SERVER_INFO = "ssdp_config_server_info";
-inline const std::string SSDP_CONFIG_MSEARCH_HEADER = "ssdp_config_msearch_header";
-inline const std::string SSDP_CONFIG_NOTIFY_HEADER = "ssdp_config_notify_header";
-inline const std::string SSDP_CONFIG_RESPONSE_HEADER = "ssdp_config_response_header";
-inline const std::string SSDP_CONFIG_SEARCH_TARGET = "ssdp_config_search_target";
-inline const std::string SSDP_CONFIG_STATUS = "ssdp_config_status";
-inline const std::string SSDP_CONFIG_UUID = "ssdp_config_uuid";
-inline const std::string SSDP_CONFIG_MSEARCH_TIMEOUT = "ssdp_config_msearch_timeout";
-inline const std::string SSDP_CONFIG_NOTIFY_TIMEOUT = "ssdp_config_notify_timeout";
+SSDP_CONSTANT std::string SSDP_CONFIG_NETWORK_INTERFACE = "ssdp_config_network_interface";
+SSDP_CONSTANT std::string SSDP_CONFIG_DOMAIN_NAME = "ssdp_config_domain_name";
+SSDP_CONSTANT std::string SSDP_CONFIG_DEVICE_TYPE = "ssdp_config_device_type";
+SSDP_CONSTANT std::string SSDP_CONFIG_VERSION = "ssdp_config_version";
+SSDP_CONSTANT std::string SSDP_CONFIG_USER_AGENT = "ssdp_config_user_agent";
+SSDP_CONSTANT std::string SSDP_CONFIG_SERVER_INFO = "ssdp_config_server_info";
+SSDP_CONSTANT std::string SSDP_CONFIG_MSEARCH_HEADER = "ssdp_config_msearch_header";
+SSDP_CONSTANT std::string SSDP_CONFIG_NOTIFY_HEADER = "ssdp_config_notify_header";
+SSDP_CONSTANT std::string SSDP_CONFIG_RESPONSE_HEADER = "ssdp_config_response_header";
+SSDP_CONSTANT std::string SSDP_CONFIG_SEARCH_TARGET = "ssdp_config_search_target";
+SSDP_CONSTANT std::string SSDP_CONFIG_STATUS = "ssdp_config_status";
+SSDP_CONSTANT std::string SSDP_CONFIG_UUID = "ssdp_config_uuid";
+SSDP_CONSTANT std::string SSDP_CONFIG_MSEARCH_TIMEOUT = "ssdp_config_msearch_timeout";
+SSDP_CONSTANT std::string SSDP_CONFIG_NOTIFY_TIMEOUT = "ssdp_config_notify_timeout";
 
 // One setting: the name under which the registry keeps it and, in a derived class, one value.
 // Assignment copies the name as well as the value; the registry relies on that, for it copies whole
@@ -205,7 +216,9 @@ class SSDPConfigMap {
   template <typename T>
   SSDP_STATUS RegisterConfig(const std::string& name, const T& config) NO_THREAD_SAFETY_ANALYSIS {
     if (!SSDP_CHECK(m_configholder_map.find(name) == m_configholder_map.end())) return SSDP_FAILURE;
-    m_configholder_map[name] = new SSDPConfigHolder<T>(config);
+    auto holder = std::make_unique<SSDPConfigHolder<T>>(config);
+    m_configholder_map.emplace(name, holder.get());
+    static_cast<void>(holder.release());  // the map's now
     return SSDP_SUCCESS;
   }
 

@@ -18,9 +18,14 @@ SSDP_STATUS SSDPConfigMap::SetConfig(const std::string& name,
   SSDP_CHECK_REASON(m_mutex.Lock() == SSDP_SUCCESS, "Mutex lock failed");
   const auto config_holder = m_configholder_map.find(name);
   if (!SSDP_CHECK(config_holder != m_configholder_map.end())) return SSDP_FAILURE;
-  const SSDP_STATUS status = config_holder->second->Set(config);
-  SSDP_CHECK_REASON(m_mutex.Unlock() == SSDP_SUCCESS, "Mutex unlock failed");
-  return status;
+  try {
+    const SSDP_STATUS status = config_holder->second->Set(config);
+    SSDP_CHECK_REASON(m_mutex.Unlock() == SSDP_SUCCESS, "Mutex unlock failed");
+    return status;
+  } catch (...) {
+    m_mutex.Unlock();  // memory ran out in the copy: later calls shall not wait for ever
+    throw;
+  }
 }
 
 SSDP_STATUS SSDPConfigMap::GetConfig(const std::string& name,
@@ -28,9 +33,14 @@ SSDP_STATUS SSDPConfigMap::GetConfig(const std::string& name,
   SSDP_CHECK_REASON(m_mutex.Lock() == SSDP_SUCCESS, "Mutex lock failed");
   const auto config_holder = m_configholder_map.find(name);
   if (!SSDP_CHECK(config_holder != m_configholder_map.end())) return SSDP_FAILURE;
-  const SSDP_STATUS status = config_holder->second->Get(config);
-  SSDP_CHECK_REASON(m_mutex.Unlock() == SSDP_SUCCESS, "Mutex unlock failed");
-  return status;
+  try {
+    const SSDP_STATUS status = config_holder->second->Get(config);
+    SSDP_CHECK_REASON(m_mutex.Unlock() == SSDP_SUCCESS, "Mutex unlock failed");
+    return status;
+  } catch (...) {
+    m_mutex.Unlock();  // memory ran out in the copy: later calls shall not wait for ever
+    throw;
+  }
 }
 
 SSDP_STATUS SSDPDevice::SetConfig(const std::string& name, const SSDPConfig& config) {

@@ -70,7 +70,7 @@ SSDP_STATUS SSDPHandler::AnnounceNetwork(std::string nts, SSDP*) try {
   if (!SSDP_CHECK(InsertAfter(config.m_notify_header, "USN: uuid:", uuidconfig.m_uuid)))
     return SSDP_FAILURE;
 
-  const size_t bytes = SendToGroup(config.m_notify_header);
+  const size_t bytes = Send(config.m_notify_header, m_group_addr);
   if (!SSDP_CHECK(bytes == config.m_notify_header.length())) return SSDP_FAILURE;
   return SSDP_SUCCESS;
 } catch (const std::exception& error) {
@@ -88,19 +88,12 @@ SSDP_STATUS SSDPHandler::SearchNetwork(SSDP*) try {
   const std::string mx = std::to_string(msearchconfig.m_msearch_timeout);
   if (!SSDP_CHECK(InsertAfter(config.m_msearch_header, "MX: ", mx))) return SSDP_FAILURE;
 
-  const size_t bytes = SendToGroup(config.m_msearch_header);
+  const size_t bytes = Send(config.m_msearch_header, m_group_addr);
   if (!SSDP_CHECK(bytes == config.m_msearch_header.length())) return SSDP_FAILURE;
   return SSDP_SUCCESS;
 } catch (const std::exception& error) {
   SSDP_REPORT(error.what());
   return SSDP_FAILURE;
-}
-
-// A failed send counts as a length that no message has.
-size_t SSDPHandler::SendToGroup(const std::string& message) {
-  return static_cast<size_t>(sendto(m_handle, message.data(), message.length(), 0,
-                                    reinterpret_cast<const struct sockaddr*>(&m_group_addr),
-                                    sizeof(m_group_addr)));
 }
 
 int SSDPHandler::Task() {

@@ -37,7 +37,6 @@ class SSDPHandler : public SSDPBase {
 
  private:
   void ProcessResponse(const Datagram& datagram, const std::string& search_target);
-  size_t SendToGroup(const std::string& message);
 
   SSDPStorage* m_ssdpstore;  // not owned
 };

@@ -59,6 +59,10 @@ SSDP_STATUS SSDPListener::Init() {
                       "GetConfig failed");
     RecordLocalAddress(interfaces, config.m_network_interface);
   }
+  {
+    const ScopedLock lock(m_delay_mutex);
+    m_stopping = false;  // a stop that failed may have left it
+  }
   return SSDPBase::Init();
 }
 
@@ -67,8 +71,10 @@ SSDP_STATUS SSDPListener::DeInit() {
     const ScopedLock lock(m_delay_mutex);
     m_stopping = true;
     m_delay_cond.Notify();
-    // The answer leaves in no time unless the host's callback takes its own; then it's given up.
-    if (m_answering) m_delay_cond.Wait(1000);
+    // The answer under way leaves in no time, unless the host's callback takes its own; then it is
+    // given up.
+    while (lock.IsHeld() && m_answering && m_delay_cond.Wait(1000) == 0) {
+    }
   }
   return SSDPBase::DeInit();
 }
@@ -90,14 +96,18 @@ int SSDPListener::Task() {
   return SSDP_SUCCESS;
 }
 
-// One answer under way: waits out its delay, and tells a DeInit that waits when it ends.
+// One answer under way. An answer that has begun when a stop comes still leaves, at once, and the
+// stop waits for it; after a stop none begins.
 class SSDPListener::Answering {
  public:
-  Answering(SSDPListener& listener, int64_t delay_bound) : m_listener(listener) {
+  // Waits out a random part of `delay_bound` milliseconds.
+  Answering(SSDPListener& listener, int64_t delay_bound) : m_listener(listener), m_begun(false) {
     const ScopedLock lock(m_listener.m_delay_mutex);
-    m_listener.m_answering = true;
+    if (m_listener.m_stopping) return;
+    m_begun = m_listener.m_answering = true;
     const int delay = static_cast<int>(rand() % delay_bound);
-    if (!m_listener.m_stopping) m_listener.m_delay_cond.Wait(delay);
+    // A wait needs its mutex: without, it would come back with it locked, and nobody to unlock it.
+    if (lock.IsHeld()) m_listener.m_delay_cond.Wait(delay);
   }
   ~Answering() {
     const ScopedLock lock(m_listener.m_delay_mutex);
@@ -107,8 +117,11 @@ class SSDPListener::Answering {
   Answering(const Answering&) = delete;
   Answering& operator=(const Answering&) = delete;
 
+  bool HasBegun() const { return m_begun; }
+
  private:
   SSDPListener& m_listener;
+  bool m_begun;
 };
 
 SSDP_STATUS SSDPListener::ProcessMSearch(const char* message, struct sockaddr_in from) {
@@ -145,11 +158,9 @@ SSDP_STATUS SSDPListener::ProcessMSearch(const char* message, struct sockaddr_in
     return SSDP_FAILURE;
 
   const Answering answering(*this, delay_bound);
+  if (!answering.HasBegun()) return SSDP_SUCCESS;
   m_engine_callback(m_engine_context, nullptr, false, true);
-  // A failed send counts as a length that no message has.
-  const size_t bytes = static_cast<size_t>(
-      sendto(m_handle, rconfig.m_response_header.data(), rconfig.m_response_header.length(), 0,
-             reinterpret_cast<const struct sockaddr*>(&from), sizeof(from)));
+  const size_t bytes = Send(rconfig.m_response_header, from);
   if (!SSDP_CHECK(bytes == rconfig.m_response_header.length())) return SSDP_FAILURE;
   return SSDP_SUCCESS;
 }

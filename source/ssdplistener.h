@@ -40,7 +40,7 @@ class SSDPListener : public SSDPBase {
 
   // Without these a stop that comes just before a delay would wait for all of it, and one that
   // comes during it would close the socket under its answer.
-  bool m_stopping GUARDED_BY(m_delay_mutex);   // DeInit was called: delays are over
+  bool m_stopping GUARDED_BY(m_delay_mutex);   // DeInit was called: no answer begins
   bool m_answering GUARDED_BY(m_delay_mutex);  // from the start of a delay until its answer is sent
 };
 

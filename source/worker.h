@@ -42,6 +42,9 @@ class WorkerThread {
   bool IsRunning() const { return m_running.load(std::memory_order_acquire); }
 
  protected:
+  // Whether there is a thread that nobody has joined; for the controlling thread.
+  bool HasThread() const { return m_joinable; }
+
   // Names the calling thread for debuggers and process listings: at most 15 characters.
   static void NameThisThread(const char* name);
 

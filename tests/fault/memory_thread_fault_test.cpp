@@ -1,0 +1,173 @@
+// SPDX-License-Identifier: MIT
+// Memory that runs out on the library's own threads, at every single allocation: a datagram or an
+// announcement may be lost, never the thread.
+#include <netinet/in.h>
+
+#include <string>
+#include <vector>
+
+#include "fault.h"
+#include "peer.h"
+#include "scarce_memory.h"
+
+namespace fault {
+namespace {
+
+using namespace libSSDP;
+
+// Gives one worker a datagram again and again, each time with a later allocation failing, until it
+// is through without one; then the next. Everything here runs on the worker's thread.
+class Script {
+ public:
+  explicit Script(std::vector<std::string> datagrams) : m_datagrams(std::move(datagrams)) {}
+
+  // The worker's receive.
+  ssize_t Receive(int fd, void* data, size_t size, int flags, sockaddr* from, socklen_t* length) {
+    if (m_call > 0 && !scarce_memory::Stop()) {
+      ++m_next;
+      m_call = 0;
+    }
+    if (m_next == m_datagrams.size()) {
+      m_call = 0;
+      m_done = true;
+      return seam::real.recvfrom(fd, data, size, flags, from, length);
+    }
+    if (m_call > 0) ++m_failures;
+    const std::string& datagram = m_datagrams[m_next];
+    const size_t copied = datagram.copy(static_cast<char*>(data), size);
+    sockaddr_in sender = {};
+    sender.sin_family = AF_INET;
+    sender.sin_port = htons(9);
+    sender.sin_addr.s_addr = htonl(0x0a4d0001u + static_cast<uint32_t>(m_next));
+    *reinterpret_cast<sockaddr_in*>(from) = sender;
+    scarce_memory::FailAt(++m_call);
+    return static_cast<ssize_t>(copied);
+  }
+
+  bool IsDone() const { return m_done; }
+  int Failures() const { return m_failures; }
+
+ private:
+  const std::vector<std::string> m_datagrams;
+  size_t m_next = 0;
+  int m_call = 0;
+  std::atomic<bool> m_done{false};
+  std::atomic<int> m_failures{0};
+};
+
+bool IsOnTheGroupPort(int fd) {
+  sockaddr_in address = {};
+  socklen_t length = sizeof(address);
+  getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length);
+  return address.sin_port == htons(1900);
+}
+
+std::string WithStatus(std::string message, const std::string& status) {
+  return message.replace(message.find("Status: on") + 8, 2, status);
+}
+
+const std::string kUuid = "2f402f80-da50-11e1-9b23-001788255acc";
+const std::string kStatus = "a status that no string can hold without an allocation";
+
+class MemoryThreadTest : public FaultTest {
+ protected:
+  // Runs the script on the worker whose socket is on the group's port, or on the other one.
+  void Run(Script& script, bool listener) {
+    Hurry();
+    seam::calls.recvfrom = [&script, listener](int fd, void* data, size_t size, int flags,
+                                               sockaddr* from, socklen_t* length) {
+      return IsOnTheGroupPort(fd) == listener
+                 ? script.Receive(fd, data, size, flags, from, length)
+                 : seam::real.recvfrom(fd, data, size, flags, from, length);
+    };
+    ASSERT_EQ(Initialize(), SSDP_SUCCESS);
+    EXPECT_TRUE(Eventually([&] { return script.IsDone(); }));
+    EXPECT_EQ(Threads(), m_threads + 3);
+    EXPECT_GT(script.Failures(), 0);
+    EXPECT_EQ(m_output.Text(), "");
+  }
+};
+
+TEST_F(MemoryThreadTest, LosesAnnouncementsOnly) {
+  Script script({AliveOf(kUuid),                        // into the table
+                 WithStatus(AliveOf(kUuid), kStatus),   // known, with another status and address
+                 ByebyeOf(kUuid),                       // out of it
+                 WithStatus(ByebyeOf(kUuid), kStatus),  // of somebody unknown
+                 "NOTIFY * HTTP/1.1\r\nNT: urn:another:device:Kind:1\r\n\r\n", "nothing of ours"});
+  Host host;
+  Run(script, true);
+  EXPECT_EQ(host.m_added, 1);
+  EXPECT_GE(host.m_refreshed, 1);  // the one of a failure in what follows it, too
+  EXPECT_GE(host.m_removed, 2);
+  std::map<std::string, DeviceInfo*> devices;
+  EXPECT_EQ(GetDevices(devices), SSDP_SUCCESS);
+  EXPECT_EQ(devices.size(), 0u);
+  EXPECT_TRUE(host.Works());
+  EXPECT_EQ(Uninitialize(), SSDP_SUCCESS);
+}
+
+TEST_F(MemoryThreadTest, LosesSearchesOnly) {
+  Script script({SearchOf()});
+  std::atomic<int> answers{0};
+  seam::calls.sendto = [&](int fd, const void* data, size_t size, int flags, const sockaddr* to,
+                           socklen_t length) {
+    if (reinterpret_cast<const sockaddr_in*>(to)->sin_port != htons(9))
+      return seam::real.sendto(fd, data, size, flags, to, length);
+    ++answers;
+    return static_cast<ssize_t>(size);
+  };
+  Host host;
+  SetUUID(kUuid);
+  SetStatus(kStatus);
+  Run(script, true);
+  EXPECT_EQ(answers, 1);
+  EXPECT_EQ(host.m_searched, 1);
+  EXPECT_TRUE(host.Works());
+  EXPECT_EQ(Uninitialize(), SSDP_SUCCESS);
+}
+
+TEST_F(MemoryThreadTest, LosesAnswersOnly) {
+  Script script({AnswerOf(kUuid), WithStatus(AnswerOf(kUuid), kStatus), "nothing of ours"});
+  Host host;
+  Run(script, false);
+  EXPECT_EQ(host.m_added, 1);
+  EXPECT_GE(host.m_refreshed, 1);
+  std::map<std::string, DeviceInfo*> devices;
+  EXPECT_EQ(GetDevices(devices), SSDP_SUCCESS);
+  ASSERT_EQ(devices.count(kUuid), 1u);
+  EXPECT_EQ(devices[kUuid]->m_status, kStatus);
+  EXPECT_EQ(devices[kUuid]->m_address, "10.77.0.2");
+  EXPECT_TRUE(host.Works());
+  EXPECT_EQ(Uninitialize(), SSDP_SUCCESS);
+}
+
+// Every pass is due to announce, and has a device to sweep.
+TEST_F(MemoryThreadTest, SkipsPeriodicAnnouncementsOnly) {
+  std::atomic<int> second{1000000};
+  std::atomic<int> failures{0};
+  std::atomic<bool> done{false};
+  seam::calls.gettimeofday = [&](timeval* now) {
+    *now = {second += 10000, 0};
+    return 0;
+  };
+  int call = 0;
+  seam::calls.usleep = [&](useconds_t) {  // the end of a pass; nobody else pauses
+    if (call > 0 && !scarce_memory::Stop()) done = true;
+    failures = call;
+    if (!done) scarce_memory::FailAt(++call);
+    return seam::real.usleep(1000);
+  };
+  seam::calls.rand = [] { return 0; };
+  Host host(true);
+  SetUUID(kUuid);
+  SetStatus(kStatus);
+  ASSERT_EQ(Initialize(), SSDP_SUCCESS);
+  EXPECT_TRUE(Eventually([&] { return done.load(); }));
+  EXPECT_GT(failures, 1);
+  EXPECT_EQ(Threads(), m_threads + 3);
+  EXPECT_TRUE(host.Works());
+  EXPECT_EQ(Uninitialize(), SSDP_SUCCESS);
+}
+
+}  // namespace
+}  // namespace fault

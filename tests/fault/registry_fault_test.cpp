@@ -1,0 +1,189 @@
+// SPDX-License-Identifier: MIT
+// Locks that fail, and the registry's own failures.
+#include <cerrno>
+#include <map>
+#include <string>
+
+#include "fault.h"
+#include "peer.h"
+#include "ssdp.h"
+
+namespace fault {
+namespace {
+
+using namespace libSSDP;
+
+constexpr char kRegistry[] = "source/ssdpdevice.cpp";
+
+// A registry with one setting, used by this thread alone.
+class RegistryFaultTest : public FaultTest {
+ protected:
+  RegistryFaultTest() {
+    DomainNameConfig config;
+    config.m_domain_name = "first";
+    m_registry.RegisterConfig(config.m_name, config);
+  }
+
+  std::string Value() {
+    DomainNameConfig config;
+    EXPECT_EQ(m_registry.GetConfig(config.m_name, config), SSDP_SUCCESS);
+    return config.m_domain_name;
+  }
+
+  SSDP_STATUS Set(const char* value) {
+    DomainNameConfig config;
+    config.m_domain_name = value;
+    return m_registry.SetConfig(config.m_name, config);
+  }
+
+  // Runs `operation` with every lock failing. A lock that wasn't taken need not be given back. No
+  // expectation inside: the test framework has locks of its own.
+  template <typename Operation>
+  static void WithoutLocks(Operation operation) {
+    seam::calls.pthread_mutex_lock = [](pthread_mutex_t*) { return EINVAL; };
+    seam::calls.pthread_mutex_unlock = [](pthread_mutex_t*) { return 0; };
+    operation();
+    seam::calls.pthread_mutex_lock = nullptr;
+    seam::calls.pthread_mutex_unlock = nullptr;
+  }
+
+  // Given back all the same, or everything after it would wait.
+  template <typename Operation>
+  static void WithoutUnlocks(Operation operation) {
+    seam::calls.pthread_mutex_unlock = [](pthread_mutex_t* mutex) {
+      seam::real.pthread_mutex_unlock(mutex);
+      return EPERM;
+    };
+    operation();
+    seam::calls.pthread_mutex_unlock = nullptr;
+  }
+
+  SSDPConfigMap m_registry;
+};
+
+TEST_F(RegistryFaultTest, ALockThatFailsStopsNoAccess) {
+  DomainNameConfig config;
+  SSDP_STATUS status = SSDP_FAILURE;
+  WithoutLocks([&] { status = Set("second"); });
+  EXPECT_EQ(status, SSDP_SUCCESS);
+  EXPECT_EQ(m_output.Text(),
+            Line("SetConfig", "m_mutex.Lock() == SSDP_SUCCESS", "Mutex lock failed", kRegistry));
+  m_output.Clear();
+  WithoutLocks([&] { status = m_registry.GetConfig(config.m_name, config); });
+  EXPECT_EQ(status, SSDP_SUCCESS);
+  EXPECT_EQ(config.m_domain_name, "second");
+  EXPECT_EQ(m_output.Text(),
+            Line("GetConfig", "m_mutex.Lock() == SSDP_SUCCESS", "Mutex lock failed", kRegistry));
+  EXPECT_EQ(Value(), "second");
+}
+
+TEST_F(RegistryFaultTest, AnUnlockThatFailsChangesNoResult) {
+  DomainNameConfig config;
+  SSDP_STATUS status = SSDP_FAILURE;
+  WithoutUnlocks([&] { status = Set("second"); });
+  EXPECT_EQ(status, SSDP_SUCCESS);
+  EXPECT_EQ(m_output.Text(), Line("SetConfig", "m_mutex.Unlock() == SSDP_SUCCESS",
+                                  "Mutex unlock failed", kRegistry));
+  m_output.Clear();
+  WithoutUnlocks([&] { status = m_registry.GetConfig(config.m_name, config); });
+  EXPECT_EQ(status, SSDP_SUCCESS);
+  EXPECT_EQ(config.m_domain_name, "second");
+  EXPECT_EQ(m_output.Text(), Line("GetConfig", "m_mutex.Unlock() == SSDP_SUCCESS",
+                                  "Mutex unlock failed", kRegistry));
+  EXPECT_EQ(Value(), "second");
+}
+
+TEST_F(RegistryFaultTest, ANameIsRegisteredOnce) {
+  DomainNameConfig config;
+  config.m_domain_name = "second";
+  EXPECT_EQ(m_registry.RegisterConfig(config.m_name, config), SSDP_FAILURE);
+  EXPECT_EQ(m_output.Text(),
+            Line("RegisterConfig", "m_configholder_map.find(name) == m_configholder_map.end()",
+                 "source/ssdpconfig.h"));
+  EXPECT_EQ(Value(), "first");
+}
+
+// An unknown name leaves the lock held: the next access would wait for ever.
+class UnknownNameTest : public RegistryFaultTest, public testing::WithParamInterface<const char*> {
+ protected:
+  SSDP_STATUS Access(DomainNameConfig& config) {
+    return GetParam() == std::string("SetConfig") ? m_registry.SetConfig("nobody", config)
+                                                  : m_registry.GetConfig("nobody", config);
+  }
+};
+
+TEST_P(UnknownNameTest, LeavesTheRegistryLocked) {
+  DomainNameConfig config;
+  config.m_domain_name = "untouched";
+  pthread_mutex_t* held = nullptr;
+  seam::calls.pthread_mutex_lock = [&](pthread_mutex_t* mutex) {
+    held = mutex;
+    return seam::real.pthread_mutex_lock(mutex);
+  };
+  EXPECT_EQ(Access(config), SSDP_FAILURE);
+  EXPECT_EQ(m_output.Text(),
+            Line(GetParam(), "config_holder != m_configholder_map.end()", kRegistry));
+  EXPECT_EQ(config.m_domain_name, "untouched");
+  ASSERT_NE(held, nullptr);
+  EXPECT_EQ(pthread_mutex_trylock(held), EBUSY);
+  seam::real.pthread_mutex_unlock(held);
+  seam::Reset();
+  EXPECT_EQ(Value(), "first");
+}
+
+INSTANTIATE_TEST_SUITE_P(Accesses, UnknownNameTest, testing::Values("SetConfig", "GetConfig"),
+                         [](const auto& test) { return test.param; });
+
+// The device table and the response delay go on without their locks, with no word. One thread, for
+// without a lock there is no more than one.
+class UnlockedServiceTest : public RegistryFaultTest {};
+
+TEST_F(UnlockedServiceTest, KeepsTheTable) {
+  Host host;
+  DeviceInfo device;
+  device.m_uuid = "peer";
+  std::map<std::string, DeviceInfo*> devices;
+  WithoutLocks([&] {
+    SSDP::Callback(ssdpserver, &device, true, false);
+    SSDP::Callback(ssdpserver, &device, true, false);
+    GetDevices(devices);
+    SSDP::Callback(ssdpserver, &device, false, false);
+  });
+  EXPECT_EQ(devices.count("peer"), 1u);
+  EXPECT_EQ(m_output.Text(), "");
+  EXPECT_EQ(host.m_added, 1);
+  EXPECT_EQ(host.m_refreshed, 1);
+  EXPECT_EQ(host.m_removed, 1);
+  ASSERT_EQ(Initialize(), SSDP_SUCCESS);
+  EXPECT_EQ(Uninitialize(), SSDP_SUCCESS);
+}
+
+// Waiting on a condition without its mutex is undefined, so the answer leaves at once.
+TEST_F(UnlockedServiceTest, AnswersWithoutDelay) {
+  SSDPStorage store;
+  ASSERT_EQ(store.Init(), SSDP_SUCCESS);
+  SSDPListener listener([](void*, DeviceInfo*, bool, bool) {}, &store, nullptr);
+  int waits = 0;
+  int sent = 0;
+  seam::calls.pthread_cond_timedwait = [&](pthread_cond_t*, pthread_mutex_t*, const timespec*) {
+    ++waits;
+    return 0;
+  };
+  seam::calls.sendto = [&](int, const void*, size_t size, int, const sockaddr*, socklen_t) {
+    ++sent;
+    return static_cast<ssize_t>(size);
+  };
+  const char search[] = "M-SEARCH * HTTP/1.1\r\nMX: 3\r\nST: urn::device::\r\n\r\n";
+  EXPECT_EQ(listener.ProcessMSearch(search, sockaddr_in()), SSDP_SUCCESS);
+  EXPECT_EQ(waits, 1);
+  SSDP_STATUS status = SSDP_FAILURE;
+  WithoutLocks([&] { status = listener.ProcessMSearch(search, sockaddr_in()); });
+  EXPECT_EQ(status, SSDP_SUCCESS);
+  EXPECT_EQ(waits, 1);
+  EXPECT_EQ(sent, 2);
+  seam::Reset();
+  EXPECT_EQ(listener.DeInit(), SSDP_FAILURE);  // closes the socket, has no thread to join
+}
+
+}  // namespace
+}  // namespace fault

@@ -1,0 +1,357 @@
+// SPDX-License-Identifier: MIT
+// Reads and writes of the settings that fail: what is reported, what comes back, what still runs.
+#include "fault.h"
+#include "peer.h"
+#include "ssdpstorage.h"
+
+namespace fault {
+namespace {
+
+using namespace libSSDP;
+
+constexpr char kService[] = "source/ssdp.cpp";
+constexpr char kStore[] = "source/ssdpstorage.cpp";
+constexpr char kListener[] = "source/ssdplistener.cpp";
+constexpr char kHandler[] = "source/ssdphandler.cpp";
+
+enum class Access { kRead, kWrite };
+
+// The `call`th access to a setting, counted from 0 and from the moment when the test arms it.
+struct StoreFault {
+  const char* name;
+  Access access;
+  const char* setting;
+  int call;
+  std::string report;
+};
+
+void PrintTo(const StoreFault& fault, std::ostream* out) {
+  *out << fault.name;
+}
+
+class StoreFaultTest : public FaultTest, public testing::WithParamInterface<StoreFault> {
+ protected:
+  void SetUp() override {
+    Hurry();
+    const auto fails = [this](Access access, const std::string& setting) {
+      const StoreFault& fault = GetParam();
+      return m_armed && access == fault.access && setting == fault.setting &&
+             m_calls++ == fault.call;
+    };
+    inner_seam::fails.get_config = [=](const std::string& name) {
+      return fails(Access::kRead, name);
+    };
+    inner_seam::fails.set_config = [=](const std::string& name) {
+      return fails(Access::kWrite, name);
+    };
+    seam::calls.sendto = [this](int fd, const void* data, size_t size, int flags,
+                                const sockaddr* to, socklen_t length) {
+      ++m_sent;
+      return seam::real.sendto(fd, data, size, flags, to, length);
+    };
+  }
+
+  std::atomic<bool> m_armed{false};
+  std::atomic<int> m_calls{0};
+  std::atomic<int> m_sent{0};
+};
+
+std::string NameOf(const testing::TestParamInfo<StoreFault>& test) {
+  return test.param.name;
+}
+
+// Start-up: nothing runs afterwards, and a second attempt succeeds.
+
+class StartFaultTest : public StoreFaultTest {};
+
+TEST_P(StartFaultTest, StopsTheStart) {
+  Host host;
+  m_armed = true;
+  EXPECT_EQ(Initialize(), SSDP_FAILURE);
+  EXPECT_EQ(m_output.Text(),
+            GetParam().report + Line("Init", "m_ssdpstore->Init() == SSDP_SUCCESS", kService));
+  EXPECT_EQ(Threads(), m_threads);
+  ASSERT_EQ(Initialize(), SSDP_SUCCESS);
+  EXPECT_TRUE(host.Works());
+  EXPECT_EQ(Uninitialize(), SSDP_SUCCESS);
+}
+
+std::string InInit(const std::string& condition) {
+  return Line("Init", condition, kStore);
+}
+
+std::string InGenerator(const std::string& generator, const std::string& condition) {
+  return Line(generator, condition, kStore) +
+         Line("Init", generator + "() == SSDP_SUCCESS", kStore);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Settings, StartFaultTest,
+    testing::Values(StoreFault{"DomainName", Access::kRead, "ssdp_config_domain_name", 0,
+                               InInit("GetConfig(dconfig.m_name, dconfig) == SSDP_SUCCESS")},
+                    StoreFault{"DeviceType", Access::kRead, "ssdp_config_device_type", 0,
+                               InInit("GetConfig(dtconfig.m_name, dtconfig) == SSDP_SUCCESS")},
+                    StoreFault{"Version", Access::kRead, "ssdp_config_version", 0,
+                               InInit("GetConfig(vconfig.m_name, vconfig) == SSDP_SUCCESS")},
+                    StoreFault{"SearchTarget", Access::kWrite, "ssdp_config_search_target", 0,
+                               InInit("SetConfig(sconfig.m_name, sconfig) == SSDP_SUCCESS")},
+                    StoreFault{"MSearchTarget", Access::kRead, "ssdp_config_search_target", 0,
+                               InGenerator("GenerateMSearchHeader",
+                                           "GetConfig(sconfig.m_name, sconfig) == SSDP_SUCCESS")},
+                    StoreFault{"MSearchUserAgent", Access::kRead, "ssdp_config_user_agent", 0,
+                               InGenerator("GenerateMSearchHeader",
+                                           "GetConfig(uconfig.m_name, uconfig) == SSDP_SUCCESS")},
+                    StoreFault{"MSearchHeader", Access::kWrite, "ssdp_config_msearch_header", 0,
+                               InGenerator("GenerateMSearchHeader",
+                                           "SetConfig(mconfig.m_name, mconfig) == SSDP_SUCCESS")},
+                    StoreFault{"NotifyTarget", Access::kRead, "ssdp_config_search_target", 1,
+                               InGenerator("GenerateNotifyHeader",
+                                           "GetConfig(sconfig.m_name, sconfig) == SSDP_SUCCESS")},
+                    StoreFault{"NotifyHeader", Access::kWrite, "ssdp_config_notify_header", 0,
+                               InGenerator("GenerateNotifyHeader",
+                                           "SetConfig(config.m_name, config) == SSDP_SUCCESS")},
+                    StoreFault{"ResponseServerInfo", Access::kRead, "ssdp_config_server_info", 0,
+                               InGenerator("GenerateResponseHeader",
+                                           "GetConfig(sconfig.m_name, sconfig) == SSDP_SUCCESS")},
+                    StoreFault{"ResponseTarget", Access::kRead, "ssdp_config_search_target", 2,
+                               InGenerator("GenerateResponseHeader",
+                                           "GetConfig(stconfig.m_name, stconfig) == SSDP_SUCCESS")},
+                    StoreFault{"ResponseHeader", Access::kWrite, "ssdp_config_response_header", 0,
+                               InGenerator("GenerateResponseHeader",
+                                           "SetConfig(config.m_name, config) == SSDP_SUCCESS")}),
+    NameOf);
+
+// The interface's name is only recorded: without it the service starts all the same.
+
+class InterfaceFaultTest : public StoreFaultTest {};
+
+TEST_P(InterfaceFaultTest, DoesNotStopTheStart) {
+  Host host;
+  m_armed = true;
+  ASSERT_EQ(Initialize(), SSDP_SUCCESS);
+  EXPECT_EQ(m_output.Text(), GetParam().report);
+  EXPECT_TRUE(host.Works());
+  EXPECT_EQ(Uninitialize(), SSDP_SUCCESS);
+}
+
+constexpr char kReadInterface[] =
+    "m_ssdpstore->GetConfig(SSDP_CONFIG_NETWORK_INTERFACE, config) == SSDP_SUCCESS";
+
+INSTANTIATE_TEST_SUITE_P(
+    Workers, InterfaceFaultTest,
+    testing::Values(StoreFault{"Listener", Access::kRead, "ssdp_config_network_interface", 0,
+                               Line("Init", kReadInterface, "GetConfig failed", kListener)},
+                    StoreFault{"Handler", Access::kRead, "ssdp_config_network_interface", 1,
+                               Line("Init", kReadInterface, "GetConfig failed", kHandler)}),
+    NameOf);
+
+// Sending: nothing leaves, the caller is told, and the next one leaves.
+
+class SendFaultTest : public StoreFaultTest {
+ protected:
+  void ExpectFailure(SSDP_STATUS (*send)(), const std::string& caller) {
+    Host host;
+    ASSERT_EQ(Initialize(), SSDP_SUCCESS);
+    m_armed = true;
+    EXPECT_EQ(send(), SSDP_FAILURE);
+    EXPECT_EQ(m_output.Text(), GetParam().report + caller);
+    EXPECT_EQ(m_sent, 0);
+    EXPECT_EQ(send(), SSDP_SUCCESS);
+    EXPECT_EQ(m_sent, 1);
+    EXPECT_TRUE(host.Works());
+    EXPECT_EQ(Uninitialize(), SSDP_SUCCESS);
+  }
+};
+
+class AnnounceFaultTest : public SendFaultTest {};
+class SearchFaultTest : public SendFaultTest {};
+
+TEST_P(AnnounceFaultTest, SendsNothing) {
+  ExpectFailure(Announce,
+                Line("Announce", "m_handler->AnnounceNetwork(\"ssdp:alive\", this) == SSDP_SUCCESS",
+                     kService));
+}
+
+// The goodbye needs the same settings. Without it the service runs on, and can be stopped later.
+TEST_P(AnnounceFaultTest, StopsTheStop) {
+  Host host;
+  ASSERT_EQ(Initialize(), SSDP_SUCCESS);
+  m_armed = true;
+  EXPECT_EQ(Uninitialize(), SSDP_FAILURE);
+  EXPECT_EQ(m_output.Text(),
+            GetParam().report +
+                Line("DeInit", "m_handler->AnnounceNetwork(\"ssdp:byebye\", this) == SSDP_SUCCESS",
+                     kService));
+  EXPECT_EQ(m_sent, 0);
+  EXPECT_TRUE(host.Works());
+  EXPECT_EQ(Uninitialize(), SSDP_SUCCESS);
+}
+
+TEST_P(SearchFaultTest, SendsNothing) {
+  ExpectFailure(libSSDP::Search,
+                Line("Search", "m_handler->SearchNetwork(this) == SSDP_SUCCESS", kService));
+}
+
+StoreFault Sending(const char* name, const char* setting, const char* function,
+                   const std::string& config) {
+  return {name, Access::kRead, setting, 0,
+          Line(function,
+               "m_ssdpstore->GetConfig(" + config + ".m_name, " + config + ") == SSDP_SUCCESS",
+               kHandler)};
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Settings, AnnounceFaultTest,
+    testing::Values(Sending("Header", "ssdp_config_notify_header", "AnnounceNetwork", "config"),
+                    Sending("TimeOut", "ssdp_config_notify_timeout", "AnnounceNetwork",
+                            "notifytoconfig"),
+                    Sending("Status", "ssdp_config_status", "AnnounceNetwork", "statusconfig"),
+                    Sending("Uuid", "ssdp_config_uuid", "AnnounceNetwork", "uuidconfig")),
+    NameOf);
+
+INSTANTIATE_TEST_SUITE_P(Settings, SearchFaultTest,
+                         testing::Values(Sending("Header", "ssdp_config_msearch_header",
+                                                 "SearchNetwork", "config"),
+                                         Sending("TimeOut", "ssdp_config_msearch_timeout",
+                                                 "SearchNetwork", "msearchconfig")),
+                         NameOf);
+
+// The listener: one datagram is lost, the next one is served.
+
+class ListenerFaultTest : public StoreFaultTest {
+ protected:
+  // Whatever else the listener reads, it's one datagram at a time in the order of arrival.
+  void ExpectLoss(const std::string& message, std::atomic<int> Host::*event) {
+    Peer peer;
+    Host host;
+    ASSERT_EQ(Initialize(), SSDP_SUCCESS);
+    m_armed = true;
+    peer.Send(message);
+    peer.Send(message);
+    peer.Send(AliveOf("last"));
+    EXPECT_TRUE(Eventually([&] { return host.m_added == 1; }));
+    m_armed = false;
+    EXPECT_EQ((host.*event).load(), 1);
+    EXPECT_EQ(m_output.Text(), GetParam().report);
+    EXPECT_TRUE(host.Works());
+    EXPECT_EQ(Uninitialize(), SSDP_SUCCESS);
+  }
+};
+
+class ResponseFaultTest : public ListenerFaultTest {};
+class NotifyFaultTest : public ListenerFaultTest {};
+
+TEST_P(ResponseFaultTest, LosesOneSearch) {
+  ExpectLoss(SearchOf(), &Host::m_searched);
+}
+
+TEST_P(NotifyFaultTest, LosesOneAnnouncement) {
+  ExpectLoss(ByebyeOf("peer"), &Host::m_removed);
+}
+
+StoreFault Listening(const char* name, const char* setting, const char* function,
+                     const std::string& config) {
+  return {name, Access::kRead, setting, 0,
+          Line(function,
+               "m_ssdpstore->GetConfig(" + config + ".m_name, " + config + ") == SSDP_SUCCESS",
+               kListener)};
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Settings, ResponseFaultTest,
+    testing::Values(Listening("Target", "ssdp_config_search_target", "ProcessMSearch", "sconfig"),
+                    Listening("Header", "ssdp_config_response_header", "ProcessMSearch", "rconfig"),
+                    Listening("TimeOut", "ssdp_config_notify_timeout", "ProcessMSearch",
+                              "notifytoconfig"),
+                    Listening("Status", "ssdp_config_status", "ProcessMSearch", "statusconfig"),
+                    Listening("Uuid", "ssdp_config_uuid", "ProcessMSearch", "uuidconfig")),
+    NameOf);
+
+INSTANTIATE_TEST_SUITE_P(Settings, NotifyFaultTest,
+                         testing::Values(Listening("Target", "ssdp_config_search_target",
+                                                   "ProcessNotify", "sconfig")),
+                         NameOf);
+
+// The receiver of answers ends: it hears nothing more until the service starts again.
+TEST_F(FaultTest, AReceiverWithoutSearchTargetEnds) {
+  Hurry();
+  std::atomic<bool> armed{false};
+  std::atomic<int> failures{0};
+  inner_seam::fails.get_config = [&](const std::string& name) {
+    if (!armed || name != "ssdp_config_search_target") return false;
+    ++failures;
+    return true;
+  };
+  Host host;
+  ASSERT_EQ(Initialize(), SSDP_SUCCESS);
+  const int running = Threads();
+  {
+    Peer peer;
+    // The listener hears the search too: it has to be past it before the fault begins.
+    EXPECT_EQ(libSSDP::Search(), SSDP_SUCCESS);
+    ASSERT_NE(peer.Receive("M-SEARCH"), "");
+    EXPECT_TRUE(Eventually([&] { return host.m_searched == 1 && host.m_added == 1; }));
+    armed = true;
+    peer.Answer(AnswerOf("peer"));
+    EXPECT_TRUE(Eventually([&] { return Threads() == running - 1; }));
+    armed = false;
+  }
+  EXPECT_EQ(failures, 1);
+  EXPECT_EQ(
+      m_output.Text(),
+      Line("Task", "m_ssdpstore->GetConfig(sconfig.m_name, sconfig) == SSDP_SUCCESS", kHandler));
+  EXPECT_EQ(Announce(), SSDP_SUCCESS);
+  EXPECT_TRUE(Eventually([&] { return host.m_refreshed == 1; }));
+  EXPECT_EQ(Uninitialize(), SSDP_SUCCESS);
+  ASSERT_EQ(Initialize(), SSDP_SUCCESS);
+  EXPECT_TRUE(host.Works());
+  EXPECT_EQ(Uninitialize(), SSDP_SUCCESS);
+}
+
+// The announcing skips the pass and tries again in the next.
+TEST_F(FaultTest, AnAnnouncementWithoutTimeOutIsSkipped) {
+  Hurry();
+  Fault fault(When::kFirst);
+  inner_seam::fails.get_config = [&](const std::string& name) {
+    return name == "ssdp_config_notify_timeout" && fault.Hits();
+  };
+  Host host(true);
+  ASSERT_EQ(Initialize(), SSDP_SUCCESS);
+  EXPECT_TRUE(Eventually([&] { return host.m_added == 1; }));
+  EXPECT_EQ(m_output.Text(),
+            "[N] Task: GetConfig() failed for SSDP_CONFIG_NOTIFY_TIMEOUT \n source/ssdp.cpp\n");
+  EXPECT_TRUE(host.Works());
+  EXPECT_EQ(Uninitialize(), SSDP_SUCCESS);
+}
+
+// The host's own accesses.
+TEST_F(FaultTest, ASetterThatFailsSaysSo) {
+  inner_seam::fails.set_config = [](const std::string& name) { return name == "ssdp_config_uuid"; };
+  Host host;  // its SetUUID fails
+  EXPECT_EQ(SetUUID("lamp"), SSDP_FAILURE);
+  const std::string line =
+      Line("SetConfig", "m_ssdpstore->SetConfig(name, config) == SSDP_SUCCESS", kService);
+  EXPECT_EQ(m_output.Text(), line + line);
+  inner_seam::Reset();
+  std::string uuid = "unchanged";
+  EXPECT_EQ(GetUUID(uuid), SSDP_SUCCESS);
+  EXPECT_EQ(uuid, "");
+  ASSERT_EQ(Initialize(), SSDP_SUCCESS);
+  EXPECT_EQ(Uninitialize(), SSDP_SUCCESS);
+}
+
+TEST_F(FaultTest, AGetterThatFailsSaysSoAndGivesTheDefault) {
+  Host host;
+  inner_seam::fails.get_config = [](const std::string& name) { return name == "ssdp_config_uuid"; };
+  std::string uuid = "unchanged";
+  EXPECT_EQ(GetUUID(uuid), SSDP_FAILURE);
+  EXPECT_EQ(uuid, "");
+  EXPECT_EQ(m_output.Text(),
+            Line("GetConfig", "m_ssdpstore->GetConfig(name, config) == SSDP_SUCCESS", kService));
+  inner_seam::Reset();
+  ASSERT_EQ(Initialize(), SSDP_SUCCESS);
+  EXPECT_EQ(Uninitialize(), SSDP_SUCCESS);
+}
+
+}  // namespace
+}  // namespace fault
