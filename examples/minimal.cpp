@@ -7,9 +7,14 @@
 
 static void OnDevice(const libSSDP::DeviceInfo*, libSSDP::DeviceInfo* device, unsigned int event,
                      void*) {
-  if (event == libSSDP::SSDP_DEVICE_ADDED)
-    std::printf("%s is here: %s\n", device->m_uuid.c_str(), device->m_address.c_str());
-  if (event == libSSDP::SSDP_DEVICE_REMOVED) std::printf("%s has left\n", device->m_uuid.c_str());
+  if (device == nullptr) return;  // somebody searches for us
+  std::string uuid = device->m_uuid;
+  for (char& byte : uuid)  // any byte may have come: none but text shall reach the terminal
+    if (byte < ' ' || byte > '~') byte = '?';
+  const char* news = event == libSSDP::SSDP_DEVICE_ADDED     ? "is here"
+                     : event == libSSDP::SSDP_DEVICE_REMOVED ? "has left"
+                                                             : "is still here";
+  std::printf("%s %s: %s\n", uuid.c_str(), news, device->m_address.c_str());
   std::fflush(stdout);
 }
 
@@ -19,8 +24,7 @@ int main(int argc, char** argv) {
   sigaddset(&stop, SIGINT);
   sigaddset(&stop, SIGTERM);
   sigprocmask(SIG_BLOCK, &stop, nullptr);
-
-  libSSDP::CreateSSDP(true);
+  if (libSSDP::CreateSSDP(true) != libSSDP::SSDP_SUCCESS) return 1;
   libSSDP::SetDomainName("example-org");
   libSSDP::SetDeviceType("Lamp");
   libSSDP::SetVersionInfo("1");
@@ -29,9 +33,7 @@ int main(int argc, char** argv) {
   libSSDP::SetNotifyTimeOut(30);
   libSSDP::SetCallback(OnDevice, nullptr);
   if (libSSDP::Initialize() != libSSDP::SSDP_SUCCESS) return 1;
-
   int signal;
   sigwait(&stop, &signal);
-  libSSDP::Uninitialize();
-  libSSDP::DestroySSDP();
+  if (libSSDP::Uninitialize() == libSSDP::SSDP_SUCCESS) libSSDP::DestroySSDP();
 }
