@@ -15,14 +15,15 @@
 ///     Uninitialize()                 says goodbye and ends the library's threads
 ///     DestroySSDP()
 ///
-/// **Results.** Every function returns an SSDP_STATUS: SSDP_SUCCESS, SSDP_FAILURE, or
-/// SSDP_NOT_CREATED where there was no CreateSSDP before. A failure is also printed, as one line on
-/// standard output. No exception leaves the library.
+/// **Results.** Every function returns an SSDP_STATUS: SSDP_SUCCESS, SSDP_FAILURE, or, where it says
+/// so, SSDP_NOT_CREATED when there was no CreateSSDP before. What failed is also printed on standard
+/// output, each failed check with its function, its condition and its source file. No exception
+/// leaves the library.
 ///
 /// **Threads.** The library runs three threads of its own, all with every signal blocked.
 /// CreateSSDP, SetCallback, Initialize, Uninitialize and DestroySSDP belong to one controlling
 /// thread, with no other call in flight. Everything else may be called from any thread, at any time
-/// between CreateSSDP and DestroySSDP.
+/// between CreateSSDP and DestroySSDP, unless it says otherwise.
 ///
 /// **Which settings take effect when.** The domain name, device type, version, user agent and
 /// server information are put into the messages by Initialize: set them before it, or restart the
@@ -32,15 +33,17 @@
 /// **The device itself is in its own table**: the network loops its announcements back, and they
 /// are processed like a peer's. A host that does not want itself compares with its own UUID.
 ///
-/// **512 bytes.** A receiver sees the first 512 bytes of a message, so what the settings leave must
-/// fit. With target = 13 + domain name + device type + version, all in bytes:
+/// **512 bytes.** A receiver sees the first 512 bytes of a message, so the settings must leave it
+/// within them. With target = 13 + domain name + device type + version, all in bytes, and a minus
+/// sign counted as a digit:
 ///
 ///     announcement    2 × target + UUID + status + digits of the notify time-out        <= 390
 ///     search answer   2 × target + UUID + status + digits + server information          <= 389
 ///     search          target + user agent + digits of the search time-out               <= 413
 ///
 /// **Which interface.** The system's routing decides which interface carries the multicast, not
-/// SetNetworkInterface. Steer it with a route: `ip route add 239.0.0.0/8 dev eth1`.
+/// SetNetworkInterface. Steer it with a route that is there before CreateSSDP:
+/// `ip route add 239.0.0.0/8 dev eth1`.
 
 #include <cstdint>
 #include <map>
@@ -89,8 +92,10 @@ constexpr unsigned int SSDP_SEARCH_RECEIVED = 8;  ///< a device searches for us;
 ///
 /// Runs on one of the library's threads, which receives nothing until it returns: be quick. For all
 /// events but SSDP_SEARCH_RECEIVED the device table is locked meanwhile: calling GetDevices from
-/// here waits for ever. Initialize, Uninitialize and DestroySSDP must not be called from here
-/// either. Search, Announce, the setters and GetUUID may be.
+/// here waits for ever, and so does taking a lock that the host holds around a GetDevices or an
+/// Uninitialize. Initialize, Uninitialize and DestroySSDP must not be called from here either.
+/// Search, Announce, the setters and GetUUID may be. SSDP_SEARCH_RECEIVED comes without that lock:
+/// it may run at the same time as a call for another event.
 ///
 /// A device whose time runs out leaves the table without a call. An exception derived from
 /// std::exception that leaves the callback is swallowed, with the message that led to it only
@@ -118,8 +123,9 @@ using SSDPCallback = void (*)(const DeviceInfo* old, DeviceInfo* new_device, uns
 /// @return SSDP_SUCCESS; SSDP_FAILURE when memory ran out.
 LIBSSDP_API SSDP_STATUS CreateSSDP(bool announce);
 
-/// Frees the service; nothing when there is none. Call Uninitialize first: this function neither
-/// says goodbye nor ends the library's threads nor closes its sockets.
+/// Frees the service; nothing when there is none. Only after an Uninitialize that returned
+/// SSDP_SUCCESS: this function neither says goodbye nor ends the library's threads nor closes its
+/// sockets, and threads that still run would use what it frees.
 ///
 /// The last call of all: the library does not forget the service's address, so any call after it is
 /// undefined, another DestroySSDP too.
@@ -139,14 +145,14 @@ LIBSSDP_API SSDP_STATUS Initialize();
 
 /// Takes the device off the network: sends "ssdp:byebye", ends and joins the threads, closes the
 /// sockets, frees the table (every record that the host still points to). No callback comes for
-/// these devices, and none at all once it has returned.
+/// these devices, and none at all once it has returned SSDP_SUCCESS.
 ///
 /// Blocks until the threads have ended: some 200 ms, and as long as a callback in progress takes.
 /// An answer that waits out its delay is sent at once. A CreateSSDP must have come before: that
 /// isn't checked.
 ///
 /// @return SSDP_SUCCESS; SSDP_FAILURE when a step failed. It ends there: when the byebye can't be
-///     sent the service runs on.
+///     sent, for the network is down or there was no Initialize, everything runs on.
 LIBSSDP_API SSDP_STATUS Uninitialize();
 
 /// Sets how long, in seconds, others shall remember the device after each message (the max-age of
@@ -171,17 +177,18 @@ LIBSSDP_API SSDP_STATUS SetMSearchTimeOut(int timeout);
 
 /// Sets the status text that goes with every announcement and answer. Empty when unset.
 ///
-/// Peers take all that follows "Status: ", so a line end in it forges nothing but reads badly.
+/// No line end and no "ssdp:alive" in it: peers search the whole message, and would take what stands
+/// here for a part of it.
 ///
 /// @return SSDP_SUCCESS, SSDP_FAILURE (memory) or SSDP_NOT_CREATED.
 LIBSSDP_API SSDP_STATUS SetStatus(std::string status);
 
 /// Adds the known devices to `devices`, by UUID; a key that it already holds keeps its value.
 ///
-/// The records stay the library's: don't free them, and don't use them longer than nothing can
-/// change the table. They change when the device is heard of again and are freed when it says
-/// goodbye, when its time runs out, and by Uninitialize. To keep one, copy it while the network is
-/// quiet, or better, copy what the callback is given.
+/// The records stay the library's: don't free them. They change when their device is heard of
+/// again, and are freed when it says goodbye, when its time runs out, and by Uninitialize, all on
+/// other threads: use them only where you know that none of this can happen. To keep a record, copy
+/// what the callback is given.
 ///
 /// Blocks while a callback runs; must not be called from one.
 ///
@@ -190,14 +197,15 @@ LIBSSDP_API SSDP_STATUS GetDevices(std::map<std::string, DeviceInfo*>& devices);
 
 /// Sends one search (M-SEARCH; UPnP Device Architecture 1.1, 1.3.2) for devices of our own kind and
 /// returns at once. Those that answer reach the callback, within the search time-out and the time
-/// that the answers take to travel. Before the first Initialize there is nothing to send.
+/// that the answers take to travel. Fails before the first Initialize, when there is nothing to
+/// send, and between an Uninitialize and the next Initialize, when there is no socket.
 ///
 /// @return SSDP_SUCCESS; SSDP_FAILURE when it did not leave whole; SSDP_NOT_CREATED.
 LIBSSDP_API SSDP_STATUS Search();
 
 /// Sends one announcement (NOTIFY with "ssdp:alive"; UPnP Device Architecture 1.1, 1.2.2) and
-/// returns at once. It does so whether or not the service announces by itself. Before the first
-/// Initialize there is nothing to send.
+/// returns at once. It does so whether or not the service announces by itself. Fails when a Search
+/// would.
 ///
 /// @return SSDP_SUCCESS; SSDP_FAILURE when it did not leave whole; SSDP_NOT_CREATED.
 LIBSSDP_API SSDP_STATUS Announce();
@@ -243,8 +251,8 @@ LIBSSDP_API SSDP_STATUS SetVersionInfo(std::string version);
 LIBSSDP_API SSDP_STATUS SetUserAgent(std::string agent);
 
 /// Sets the text of the SERVER header of our answers (UPnP Device Architecture 1.1, 1.3.3). Takes
-/// effect with Initialize. Empty when unset. A text that contains "ST: " draws the search target to
-/// itself and spoils the answers.
+/// effect with Initialize. Empty when unset. A text that contains "ST: ", "USN: uuid:" or "Status: "
+/// draws that header's value to itself and spoils the answers.
 ///
 /// @return SSDP_SUCCESS, SSDP_FAILURE (memory) or SSDP_NOT_CREATED.
 LIBSSDP_API SSDP_STATUS SetServerInfo(std::string info);
