@@ -14,13 +14,16 @@ HOST = "import ctypes, sys; sys.exit(ctypes.CDLL(sys.argv[1])._ZN7libSSDP6Search
 EXPECTED = rb"\[\d+\] Search: ssdpserver != NULL failed\. \n source/libssdp\.cpp\n"
 
 
+def run(*command):
+    done = subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
+    if done.returncode != 0:
+        sys.exit(done.stdout)
+
+
 def build(source, folder, cmake, generator, compiler):
-    subprocess.run(
-        [cmake, "-G", generator, "-S", source, "-B", folder, f"-DCMAKE_CXX_COMPILER={compiler}",
-         "-DCMAKE_BUILD_TYPE=Release", "-DLIBSSDP_BUILD_TESTS=OFF", "-DLIBSSDP_BUILD_EXAMPLES=OFF"],
-        check=True, stdout=subprocess.DEVNULL)
-    subprocess.run([cmake, "--build", folder, "--target", "libSSDP"],
-                   check=True, stdout=subprocess.DEVNULL)
+    run(cmake, "-G", generator, "-S", source, "-B", folder, f"-DCMAKE_CXX_COMPILER={compiler}",
+        "-DCMAKE_BUILD_TYPE=Release", "-DLIBSSDP_BUILD_TESTS=OFF", "-DLIBSSDP_BUILD_EXAMPLES=OFF")
+    run(cmake, "--build", folder, "--target", "libSSDP")
     return folder / "libSSDP.so"
 
 
