@@ -128,7 +128,7 @@ void SSDP::DeviceAlive(DeviceInfo& device) {
   } else {
     auto copy = std::make_unique<DeviceInfo>(device);
     entry = m_devices.emplace(copy->m_uuid, copy.get()).first;
-    copy.release();
+    static_cast<void>(copy.release());  // the table's now
     event |= SSDP_DEVICE_ADDED;
   }
 
@@ -167,6 +167,7 @@ int SSDP::Task() {
     }
     Sweep(now.tv_sec);
     // Where a sandbox refuses that pause at every call, another one keeps the loop from spinning.
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): at worst the reason reads wrong.
     if (!SSDP_CHECK_REASON((usleep(200000) >= 0), std::strerror(errno))) poll(nullptr, 0, 200);
   }
   return SSDP_SUCCESS;

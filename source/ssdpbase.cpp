@@ -7,7 +7,6 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <charconv>
 #include <cstring>
 
 #include "report.h"
@@ -88,13 +87,12 @@ int OpenSocket() {
 // By hand, for inet_ntop goes through printf: a third of what a known peer's announcement costs.
 std::string AddressText(const struct sockaddr_in& address) {
   const auto* octets = reinterpret_cast<const unsigned char*>(&address.sin_addr);
-  char text[INET_ADDRSTRLEN];
-  char* end = text;
-  for (int i = 0; i < 4; ++i) {
-    if (i > 0) *end++ = '.';
-    end = std::to_chars(end, text + sizeof(text), octets[i]).ptr;
+  std::string text = std::to_string(octets[0]);
+  for (int i = 1; i < 4; ++i) {
+    text += '.';
+    text += std::to_string(octets[i]);
   }
-  return std::string(text, end);
+  return text;
 }
 
 }  // namespace libSSDP

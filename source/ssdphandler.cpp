@@ -45,6 +45,7 @@ SSDP_STATUS SSDPHandler::Init() {
   return SSDPBase::Init();
 }
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): by value like every text that is handed in.
 SSDP_STATUS SSDPHandler::AnnounceNetwork(std::string nts, SSDP*) try {
   NotifyHeaderConfig config;
   if (!SSDP_CHECK(m_ssdpstore->GetConfig(config.m_name, config) == SSDP_SUCCESS))

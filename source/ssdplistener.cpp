@@ -105,6 +105,8 @@ class SSDPListener::Answering {
     const ScopedLock lock(m_listener.m_delay_mutex);
     if (m_listener.m_stopping) return;
     m_begun = m_listener.m_answering = true;
+    // Spread, not secrecy, is what counts, and this is our only thread that draws.
+    // NOLINTNEXTLINE(concurrency-mt-unsafe,cert-msc30-c,cert-msc50-cpp)
     const int delay = static_cast<int>(rand() % delay_bound);
     // A wait needs its mutex: without, it would come back with it locked, and nobody to unlock it.
     if (lock.IsHeld()) m_listener.m_delay_cond.Wait(delay);

@@ -15,7 +15,8 @@ SSDP_STATUS WorkerThread::Start() {
   m_running.store(true, std::memory_order_relaxed);
 
   // A new thread inherits its creator's mask.
-  sigset_t all, previous;
+  sigset_t all;
+  sigset_t previous;
   sigfillset(&all);
   pthread_sigmask(SIG_SETMASK, &all, &previous);
   // clang-format off
