@@ -9,6 +9,7 @@
 
 #include <ctime>
 #include <functional>
+#include <string>
 
 // The link seam: every call of the library to the system, to the clock and to the random generator
 // goes through a hook of the same name (the linker's --wrap). An empty hook is the real call; the
@@ -45,8 +46,21 @@ struct Calls {
 extern Calls calls;
 extern const Calls real;
 
+// Steps of the library itself that never fail by what the system does, or not alone. Each hook says
+// whether the step is to return SSDP_FAILURE instead of being taken; an empty one lets it be taken.
+// One that always says false only watches.
+struct Failures {
+  std::function<bool(const std::string& name)> get_config;  // every read of a setting
+  std::function<bool(const std::string& name)> set_config;
+  std::function<bool()> store_deinit;
+  std::function<bool()> stop;
+};
+
+extern Failures failures;
+
 inline void Reset() {
   calls = Calls();
+  failures = Failures();
 }
 
 }  // namespace seam

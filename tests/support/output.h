@@ -1,0 +1,20 @@
+// SPDX-License-Identifier: MIT
+#ifndef LIBSSDP_TESTS_SUPPORT_OUTPUT_H
+#define LIBSSDP_TESTS_SUPPORT_OUTPUT_H
+
+#include <functional>
+#include <string>
+
+namespace support {
+
+// What the process writes to standard output while `run` runs, on any thread, with the source line
+// of every failure line, as in "[123] ", replaced by "[#] ": it may change with every edit. Expect
+// nothing inside `run`: a failed expectation would be captured as well.
+std::string OutputOf(const std::function<void()>& run);
+
+// The same with the line numbers left in.
+std::string RawOutputOf(const std::function<void()>& run);
+
+}  // namespace support
+
+#endif
