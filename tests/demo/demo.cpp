@@ -104,7 +104,11 @@ int Play() {
 int main() try {
   const std::string reason = support::EnterPrivateNetwork();
   if (reason.empty()) return Play();
-  std::printf("This machine allows no private network: %s\n", reason.c_str());
+  std::printf(
+      "This machine allows no private network: %s\n"
+      "It takes user namespaces: see the kernel's settings user.max_user_namespaces and\n"
+      "kernel.unprivileged_userns_clone. A container may need its --privileged.\n",
+      reason.c_str());
   return 1;
 } catch (const std::exception& error) {
   std::printf("The demo can't go on: %s\n", error.what());
