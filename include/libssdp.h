@@ -15,10 +15,10 @@
 ///     Uninitialize()                 says goodbye and ends the library's threads
 ///     DestroySSDP()
 ///
-/// **Results.** Every function returns an SSDP_STATUS: SSDP_SUCCESS, SSDP_FAILURE, or, where it says
-/// so, SSDP_NOT_CREATED when there was no CreateSSDP before. What failed is also printed on standard
-/// output, each failed check with its function, its condition and its source file. No exception
-/// leaves the library.
+/// **Results.** Every function returns an SSDP_STATUS: SSDP_SUCCESS, SSDP_FAILURE, or, where it
+/// says so, SSDP_NOT_CREATED when there was no CreateSSDP before. What failed is also printed on
+/// standard output, each failed check with its function, its condition and its source file. No
+/// exception leaves the library.
 ///
 /// **Threads.** The library runs three threads of its own, all with every signal blocked.
 /// CreateSSDP, SetCallback, Initialize, Uninitialize and DestroySSDP belong to one controlling
@@ -177,8 +177,8 @@ LIBSSDP_API SSDP_STATUS SetMSearchTimeOut(int timeout);
 
 /// Sets the status text that goes with every announcement and answer. Empty when unset.
 ///
-/// No line end and no "ssdp:alive" in it: peers search the whole message, and would take what stands
-/// here for a part of it.
+/// No line end and no "ssdp:alive" in it: peers search the whole message, and would take what
+/// stands here for a part of it.
 ///
 /// @return SSDP_SUCCESS, SSDP_FAILURE (memory) or SSDP_NOT_CREATED.
 LIBSSDP_API SSDP_STATUS SetStatus(std::string status);
@@ -251,8 +251,8 @@ LIBSSDP_API SSDP_STATUS SetVersionInfo(std::string version);
 LIBSSDP_API SSDP_STATUS SetUserAgent(std::string agent);
 
 /// Sets the text of the SERVER header of our answers (UPnP Device Architecture 1.1, 1.3.3). Takes
-/// effect with Initialize. Empty when unset. A text that contains "ST: ", "USN: uuid:" or "Status: "
-/// draws that header's value to itself and spoils the answers.
+/// effect with Initialize. Empty when unset. A text that contains "ST: ", "USN: uuid:" or "Status:
+/// " draws that header's value to itself and spoils the answers.
 ///
 /// @return SSDP_SUCCESS, SSDP_FAILURE (memory) or SSDP_NOT_CREATED.
 LIBSSDP_API SSDP_STATUS SetServerInfo(std::string info);
