@@ -18,7 +18,13 @@ SSDP_STATUS SSDPConfigMap::SetConfig(const std::string& name,
   SSDP_CHECK_REASON(m_mutex.Lock() == SSDP_SUCCESS, "Mutex lock failed");
   const auto config_holder = m_configholder_map.find(name);
   if (!SSDP_CHECK(config_holder != m_configholder_map.end())) return SSDP_FAILURE;
-  const SSDP_STATUS status = config_holder->second->Set(config);
+  SSDP_STATUS status;
+  try {
+    status = config_holder->second->Set(config);
+  } catch (...) {
+    m_mutex.Unlock();  // memory ran out in the copy: the registry stays usable
+    throw;
+  }
   SSDP_CHECK_REASON(m_mutex.Unlock() == SSDP_SUCCESS, "Mutex unlock failed");
   return status;
 }
@@ -28,7 +34,13 @@ SSDP_STATUS SSDPConfigMap::GetConfig(const std::string& name,
   SSDP_CHECK_REASON(m_mutex.Lock() == SSDP_SUCCESS, "Mutex lock failed");
   const auto config_holder = m_configholder_map.find(name);
   if (!SSDP_CHECK(config_holder != m_configholder_map.end())) return SSDP_FAILURE;
-  const SSDP_STATUS status = config_holder->second->Get(config);
+  SSDP_STATUS status;
+  try {
+    status = config_holder->second->Get(config);
+  } catch (...) {
+    m_mutex.Unlock();  // memory ran out in the copy: the registry stays usable
+    throw;
+  }
   SSDP_CHECK_REASON(m_mutex.Unlock() == SSDP_SUCCESS, "Mutex unlock failed");
   return status;
 }
