@@ -26,11 +26,6 @@ bool Has(const std::string& text, const std::string& part) {
   return text.find(part) != kNone;
 }
 
-// A search target is compared up to its first NUL, for nothing behind one is ever seen.
-bool HasTarget(const std::string& text, const std::string& header, const std::string& target) {
-  return Has(text, header + target.substr(0, target.find('\0')));
-}
-
 bool Behind(const std::string& text, const std::string& marker, std::string& value) {
   const size_t at = text.find(marker);
   if (at != kNone) value = text.substr(at + marker.size());
@@ -110,7 +105,7 @@ void Model::HearGroup(const Arrival& arrival) {
   try {
     if (Has(text, "M-SEARCH * HTTP/1.1\r\n")) Answer(text, arrival);
     if (!Has(text, "NOTIFY * HTTP/1.1\r\n")) return;
-    if (!HasTarget(text, "NT: ", templates.target)) return;
+    if (!Has(text, "NT: " + templates.target)) return;
     DeviceInfo device;
     if (!Read(text, false, arrival, device)) return;
     Has(text, "ssdp:alive") ? Alive(device) : Gone(device);
@@ -122,7 +117,7 @@ void Model::HearGroup(const Arrival& arrival) {
 void Model::HearUnicast(const Arrival& arrival) {
   const std::string text = Seen(arrival);
   DeviceInfo device;
-  if (!HasTarget(text, "ST: ", templates.target) || !Read(text, true, arrival, device)) return;
+  if (!Has(text, "ST: " + templates.target) || !Read(text, true, arrival, device)) return;
   try {
     Alive(device);
   } catch (const std::runtime_error&) {
@@ -130,7 +125,7 @@ void Model::HearUnicast(const Arrival& arrival) {
 }
 
 void Model::Answer(const std::string& text, const Arrival& arrival) {
-  if (!HasTarget(text, "ST: ", templates.target)) return;
+  if (!Has(text, "ST: " + templates.target)) return;
   std::string mx;
   if (!Behind(text, "MX: ", mx) || Number(mx) == 0) return;
   std::string message = templates.response;

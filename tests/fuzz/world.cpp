@@ -67,7 +67,10 @@ void World::HookSockets() {
   };
   seam::calls.setsockopt = [](int, int, int, const void*, socklen_t) { return 0; };
   seam::calls.fcntl = [](int, int, int) { return 0; };
-  seam::calls.shutdown = [](int, int) { return 0; };
+  seam::calls.shutdown = [this](int fd, int) {  // wakes its loop, which finds that it is to end
+    m_entry(fd == m_group ? m_listener : m_handler);
+    return 0;
+  };
   seam::calls.close = [this](int fd) {
     Require(m_open.erase(fd) == 1, "only an open socket is closed");
     return 0;
@@ -90,8 +93,9 @@ void World::HookSockets() {
 }
 
 void World::HookThreads() {
-  seam::calls.pthread_create = [this](pthread_t*, const pthread_attr_t*, void* (*)(void*),
+  seam::calls.pthread_create = [this](pthread_t*, const pthread_attr_t*, void* (*entry)(void*),
                                       void* argument) {
+    m_entry = entry;
     auto* worker = static_cast<libSSDP::WorkerThread*>(argument);
     const bool listens = dynamic_cast<libSSDP::SSDPListener*>(worker) != nullptr;
     const bool handles = dynamic_cast<libSSDP::SSDPHandler*>(worker) != nullptr;
@@ -187,7 +191,7 @@ void World::Run(libSSDP::WorkerThread* worker) {
   worker->Start();
   {
     const allocations::Counted counted;
-    worker->Task();
+    m_entry(worker);
   }
   Require(!worker->IsStarted(), "a loop ends only when it is stopped");
   m_running = outer;

@@ -80,6 +80,7 @@ class World {
   std::set<int> m_open;
   std::vector<const pthread_mutex_t*> m_held;
 
+  void* (*m_entry)(void*) = nullptr;  // of a thread, with a worker as its argument
   libSSDP::WorkerThread* m_listener = nullptr;
   libSSDP::WorkerThread* m_handler = nullptr;
   libSSDP::WorkerThread* m_service = nullptr;
