@@ -74,7 +74,8 @@ class World {
   Source m_source;
   std::function<bool()> m_pause;
 
-  int m_last_socket = 100;
+  static constexpr int kFirstSocket = 1000000;
+  int m_last_socket = kFirstSocket;
   int m_group = -1;
   int m_unicast = -1;
   std::set<int> m_open;
