@@ -22,6 +22,8 @@ class Trial {
   Chance chance;
   Model model;
   World world;
+  bool judges_tables = true;  // after each step, not only what happened
+  size_t happened = 0;        // so many things so far
 
   using Arrivals = std::vector<Arrival>;
   void Group(const Arrivals& arrivals);
