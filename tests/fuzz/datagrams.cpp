@@ -1,0 +1,50 @@
+// SPDX-License-Identifier: MIT
+// The targets that are one datagram: before it and after it comes a valid one, which must be
+// understood and may show nothing of the other.
+#include <limits>
+
+#include "targets.h"
+#include "trial.h"
+
+namespace fuzz {
+
+uint32_t Hash(const std::string& input) {
+  uint32_t hash = 2166136261u;  // FNV-1a
+  for (const char byte : input) hash = (hash ^ static_cast<uint8_t>(byte)) * 16777619u;
+  return hash;
+}
+
+namespace {
+
+// Moments at which sums with a max-age are near a limit, and quite ordinary ones.
+constexpr int64_t kMoments[] = {
+    1000, 1800000000, 0, -5, std::numeric_limits<int32_t>::max() - 30, int64_t{1} << 40};
+
+void TakeChance(Chance& chance, uint32_t hash) {
+  chance.now = kMoments[hash % std::size(kMoments)];
+  chance.microsecond = static_cast<int>(hash % 1000000);
+  chance.random = static_cast<int>(hash >> 1);
+  chance.host_throws = hash >> 28 == 0;
+}
+
+}  // namespace
+
+void Reply(const std::string& input) {
+  Trial trial;
+  TakeChance(trial.chance, Hash(input));
+  trial.Unicast({ValidReply("before"), {input, 0x0A000001, 1900}, ValidReply("after")});
+}
+
+void Notify(const std::string& input) {
+  Trial trial;
+  TakeChance(trial.chance, Hash(input));
+  trial.Group({ValidNotify("before"), {input, 0x0A000001, 1900}, ValidNotify("after")});
+}
+
+void MSearch(const std::string& input) {
+  Trial trial;
+  TakeChance(trial.chance, Hash(input));
+  trial.Group({ValidSearch(), {input, 0x0A000001, 1900}, ValidSearch()});
+}
+
+}  // namespace fuzz

@@ -1,0 +1,66 @@
+// SPDX-License-Identifier: MIT
+// Every input of the corpora, in every build: as it stands, and once for each allocation that it
+// leads to, with that one and every later one of the same rhythm failing.
+#include <gmock/gmock.h>
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+
+#include "allocations.h"
+#include "targets.h"
+
+namespace fuzz {
+namespace {
+
+struct Target {
+  const char* name;
+  void (*run)(const std::string& input);
+};
+
+void PrintTo(const Target& target, std::ostream* out) {
+  *out << target.name;
+}
+
+class Replay : public testing::TestWithParam<Target> {
+ protected:
+  // A failing input ends the program: what is printed first says which it was.
+  template <typename Run>
+  void ForEach(Run run) {
+    int count = 0;
+    for (const auto& file :
+         std::filesystem::directory_iterator(std::filesystem::path(CORPUS) / GetParam().name)) {
+      std::ifstream stream(file.path(), std::ios::binary);
+      std::fprintf(stderr, "%s\n", file.path().filename().c_str());
+      run(std::string(std::istreambuf_iterator<char>(stream), {}));
+      ++count;
+    }
+    EXPECT_GT(count, 3);
+  }
+};
+
+TEST_P(Replay, DoesAsTheModel) {
+  ForEach(GetParam().run);
+}
+
+TEST_P(Replay, DoesAsTheModelWhenAllocationsFail) {
+  ForEach([](const std::string& input) {
+    testing::internal::CaptureStdout();  // a line for each failure
+    unsigned k = 0;
+    do {
+      allocations::FailEvery(++k);
+      GetParam().run(input);
+    } while (allocations::Failures() > 0);
+    testing::internal::GetCapturedStdout();
+  });
+  allocations::FailEvery(0);
+}
+
+INSTANTIATE_TEST_SUITE_P(Corpus, Replay,
+                         testing::Values(Target{"Reply", Reply}, Target{"Notify", Notify},
+                                         Target{"MSearch", MSearch}, Target{"Service", Service},
+                                         Target{"Setters", Setters}, Target{"Marker", Marker}),
+                         testing::PrintToStringParamName());
+
+}  // namespace
+}  // namespace fuzz

@@ -1,0 +1,180 @@
+// SPDX-License-Identifier: MIT
+#include <cerrno>
+#include <limits>
+
+#include "targets.h"
+#include "trial.h"
+
+namespace fuzz {
+
+namespace {
+
+const char* const kUuids[] = {"a", "b", "own", "", "0f8fad5b-d9cb-469f-a165-70867728950e"};
+const char* const kAges[] = {"60", "0", "-1", "1800", "2147483647", "99999999999999999999", "x"};
+const char* const kStatuses[] = {"on", "off", "", "uuid:c", "ssdp:alive", "NTS: ssdp:byebye"};
+const char* const kTargets[] = {"urn:schemas-example-org:device:Light:1",
+                                "urn:schemas-example-org:device:Light:10",
+                                "urn:schemas-example-org:device:Fan:1"};
+const char* const kMx[] = {"3", "1", "0", "-2", "2147483647", "9223372036854775808", ""};
+
+template <typename List>
+const char* Pick(const List& list, unsigned choice) {
+  return list[choice % std::size(list)];
+}
+
+// The life of one service, in steps. Each step is a byte that says what and bytes that say how.
+class Life {
+ public:
+  explicit Life(const std::string& input) : m_reader(input) {}
+
+  void Live() {
+    while (!m_reader.AtEnd()) {
+      m_restarts = false;
+      m_last_announce = 0;
+      m_reads = m_trial.world.ClockReads();
+      m_trial.world.Serve([this] { return PassEnds(); });
+      if (m_restarts) Restart();
+    }
+  }
+
+ private:
+  // The service pauses after each of its passes: judges the pass, then lives on to the next.
+  bool PassEnds() {
+    const unsigned reads = m_trial.world.ClockReads() - m_reads;
+    bool announces = m_trial.model.IsAnnounceDue(m_last_announce);
+    if (m_trial.SomethingFailed()) announces = reads > 1;  // without memory it may not try
+    if (announces) m_last_announce = m_trial.chance.now;
+    m_trial.model.Pass(announces);
+    m_trial.Judge();
+    while (!m_reader.AtEnd() && Step()) continue;
+    m_reads = m_trial.world.ClockReads();
+    return !m_reader.AtEnd() && !m_restarts;
+  }
+
+  // One step; false when the service's own turn has come.
+  bool Step() {
+    switch (m_reader.Byte() % 16) {
+      case 0:
+        return false;
+      case 1:
+        m_restarts = true;
+        return false;
+      case 2:
+        m_trial.chance.now += m_reader.Byte();
+        break;
+      case 3:
+        m_trial.chance.now -= m_reader.Byte();
+        break;
+      case 4:
+        m_trial.chance.now += m_reader.Int();
+        break;
+      case 5:
+        m_trial.chance.random = m_reader.Int() & std::numeric_limits<int>::max();
+        break;
+      case 6:
+        m_trial.chance.host_throws = m_reader.Byte() % 4 == 0;
+        break;
+      case 7:
+        SetSomething();
+        break;
+      case 8:
+        m_trial.Unicast(Several([this] { return From(m_reader.Bytes(m_reader.Byte())); }));
+        break;
+      case 9:
+        m_trial.Group(Several([this] { return From(m_reader.Bytes(m_reader.Byte())); }));
+        break;
+      case 10:
+        m_trial.Group(Several([this] { return Search(); }));
+        break;
+      case 11:
+        m_trial.Unicast(Several([this] { return Reply(); }));
+        break;
+      case 12:
+        m_trial.Group({{"", 0, 0, ENOBUFS}, From(""), Alive()});
+        break;
+      case 13:
+        m_trial.Group(Several([this] { return Byebye(); }));
+        break;
+      default:
+        m_trial.Group(Several([this] { return Alive(); }));
+        break;
+    }
+    return true;
+  }
+
+  template <typename Make>
+  Trial::Arrivals Several(Make make) {
+    Trial::Arrivals arrivals;
+    for (unsigned count = m_reader.Byte() % 4 + 1; count > 0; --count) arrivals.push_back(make());
+    return arrivals;
+  }
+
+  Arrival From(const std::string& bytes) {
+    const uint8_t who = m_reader.Byte();
+    return {bytes, 0x0A000000u + who % 4u, static_cast<uint16_t>(who * 257)};
+  }
+
+  Arrival Alive() { return Notification("ssdp:alive"); }
+  Arrival Byebye() { return Notification("ssdp:byebye"); }
+
+  Arrival Notification(const std::string& nts) {
+    const std::string target = Pick(kTargets, m_reader.Byte() / 64u);
+    return From("NOTIFY * HTTP/1.1\r\nHost: 239.255.255.250:1900\r\nCache-Control: max-age=" +
+                Age() + "\r\nNTS: " + nts + "\r\nNT: " + target + "\r\nUSN: uuid:" + Uuid() +
+                "::" + target + "\r\nStatus: " + Status() + "\r\n\r\n");
+  }
+
+  Arrival Reply() {
+    const std::string target = Pick(kTargets, m_reader.Byte() / 64u);
+    return From("HTTP/1.1 200 OK\r\nCache-Control: max-age=" + Age() + "\r\nST: " + target +
+                "\r\nUSN: uuid:" + Uuid() + "::" + target + "\r\nStatus: " + Status() + "\r\n\r\n");
+  }
+
+  Arrival Search() {
+    return From(std::string("M-SEARCH * HTTP/1.1\r\nMX: ") + Pick(kMx, m_reader.Byte()) +
+                "\r\nST: " + Pick(kTargets, m_reader.Byte() / 64u) + "\r\n\r\n");
+  }
+
+  std::string Age() { return Pick(kAges, m_reader.Byte()); }
+  std::string Uuid() { return Pick(kUuids, m_reader.Byte()); }
+
+  // Now and then so long that the datagram is cut, somewhere.
+  std::string Status() {
+    const uint8_t choice = m_reader.Byte();
+    if (choice >= 224) return std::string(m_reader.Byte() * 4u, 's');
+    return Pick(kStatuses, choice);
+  }
+
+  void SetSomething() {
+    const uint8_t what = m_reader.Byte();
+    struct Settings& settings = m_trial.model.settings;
+    if (what % 3 == 0) settings.notify_timeout = what / 3 - 5;
+    if (what % 3 == 1) settings.status = Pick(kStatuses, what / 3u);
+    if (what % 3 == 2) settings.uuid = Pick(kUuids, what / 3u);
+    Set(settings);
+  }
+
+  void Restart() {
+    m_trial.world.Uninitialize();
+    m_trial.model.Announce("ssdp:byebye");
+    m_trial.model.table.clear();
+    m_trial.Judge();
+    m_trial.world.Initialize();
+    m_trial.model.Initialize();
+    m_trial.Judge();
+  }
+
+  Trial m_trial;
+  Reader m_reader;
+  bool m_restarts = false;
+  int64_t m_last_announce = 0;
+  unsigned m_reads = 0;
+};
+
+}  // namespace
+
+void Service(const std::string& input) {
+  Life(input).Live();
+}
+
+}  // namespace fuzz

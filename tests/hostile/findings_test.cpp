@@ -1,0 +1,25 @@
+// SPDX-License-Identifier: MIT
+// What the fuzzers found, each as it was found.
+#include "allocations.h"
+#include "catalogue.h"
+
+namespace hostile {
+namespace {
+
+// Reading a setting ran out of memory while the settings were locked, and nothing could be read,
+// set or sent ever after.
+TEST(Finding, SettingsStayUsableWhenMemoryRunsOutInTheirCopy) {
+  for (unsigned k = 1; k < 20; ++k) {
+    Device device;
+    allocations::FailEvery(k);
+    device.Group({{kAlive}, {kSearch}});
+    device.Unicast({{kReply}});
+    allocations::FailEvery(0);
+    device.world.Happened();
+    EXPECT_EQ(device.Group({{kSearch}}), Answered(1567)) << k;
+    EXPECT_EQ(libSSDP::SetStatus(std::string(100, 's')), libSSDP::SSDP_SUCCESS);
+  }
+}
+
+}  // namespace
+}  // namespace hostile
