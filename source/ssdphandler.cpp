@@ -125,7 +125,7 @@ int SSDPHandler::Task() {
 void SSDPHandler::ProcessResponse(const Datagram& datagram, const std::string& search_target) {
   if (!Contains(datagram.text, "ST: " + search_target)) return;
 
-  struct timeval now;
+  struct timeval now = {};
   gettimeofday(&now, nullptr);
   DeviceInfo device;
   if (!ReadDevice(datagram.text, now.tv_sec, ShortStatus::kReadAsEmpty, device)) return;
