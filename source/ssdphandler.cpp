@@ -119,7 +119,7 @@ int SSDPHandler::Task() {
 void SSDPHandler::ProcessResponse(const Datagram& datagram, const std::string& search_target) {
   if (!ContainsHeader(datagram.text, "ST: ", search_target)) return;
 
-  struct timeval now;
+  struct timeval now = {};
   gettimeofday(&now, nullptr);
   DeviceInfo device;
   if (!ReadDevice(datagram.text, now.tv_sec, ShortStatus::kReadAsEmpty, device)) return;
