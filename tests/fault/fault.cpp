@@ -102,7 +102,7 @@ int Threads() {
 
 void FaultTest::TearDown() {
   seam::Reset();
-  inner_seam::Reset();
+  seam::Reset();
   EXPECT_EQ(OpenDescriptors(), m_descriptors);
   // A joined thread may still be on its way out of the process list.
   EXPECT_TRUE(Eventually([this] { return Threads() == m_threads; })) << Threads() << " threads";

@@ -8,7 +8,7 @@
 #include <functional>
 #include <string>
 
-#include "inner_seam.h"
+#include "seam.h"
 #include "libssdp.h"
 #include "seam.h"
 
