@@ -29,12 +29,13 @@ class Life {
 
   void Live() {
     while (!m_reader.AtEnd()) {
-      m_restarts = false;
       m_last_announce = 0;
       m_reads = m_trial.world.ClockReads();
       m_trial.world.Serve([this] { return PassEnds(); });
       if (m_restarts) Restart();
+      m_restarts = false;
     }
+    m_trial.chance.sends_fail = false;
   }
 
  private:
@@ -53,53 +54,50 @@ class Life {
 
   // One step; false when the service's own turn has come.
   bool Step() {
-    switch (m_reader.Byte() % 16) {
-      case 0:
-        return false;
-      case 1:
-        m_restarts = true;
-        return false;
-      case 2:
-        m_trial.chance.now += m_reader.Byte();
-        break;
-      case 3:
-        m_trial.chance.now -= m_reader.Byte();
-        break;
-      case 4:
-        m_trial.chance.now += m_reader.Int();
-        break;
-      case 5:
-        m_trial.chance.random = m_reader.Int() & std::numeric_limits<int>::max();
-        break;
-      case 6:
-        m_trial.chance.host_throws = m_reader.Byte() % 4 == 0;
-        break;
-      case 7:
-        SetSomething();
-        break;
-      case 8:
-        m_trial.Unicast(Several([this] { return From(m_reader.Bytes(m_reader.Byte())); }));
-        break;
-      case 9:
-        m_trial.Group(Several([this] { return From(m_reader.Bytes(m_reader.Byte())); }));
-        break;
-      case 10:
-        m_trial.Group(Several([this] { return Search(); }));
-        break;
-      case 11:
-        m_trial.Unicast(Several([this] { return Reply(); }));
-        break;
-      case 12:
-        m_trial.Group({{"", 0, 0, ENOBUFS}, From(""), Alive()});
-        break;
-      case 13:
-        m_trial.Group(Several([this] { return Byebye(); }));
-        break;
-      default:
-        m_trial.Group(Several([this] { return Alive(); }));
-        break;
-    }
+    const unsigned step = m_reader.Byte() % 20;
+    m_restarts = step == 1;
+    if (step < 2) return false;
+    if (step < 8) Change(step);
+    if (step >= 8 && step < 16) Receive(step);
+    if (step >= 16) HostActs(step);
     return true;
+  }
+
+  void Change(unsigned step) {
+    Chance& chance = m_trial.chance;
+    if (step == 2) chance.now += m_reader.Byte();
+    if (step == 3) chance.now -= m_reader.Byte();
+    if (step == 4) chance.now += m_reader.Int();
+    if (step == 5) chance.random = m_reader.Int() & std::numeric_limits<int>::max();
+    if (step == 6) chance.host_throws = m_reader.Byte() % 4 == 0;
+    if (step == 7) SetSomething();
+  }
+
+  void Receive(unsigned step) {
+    const auto raw = [this] { return From(m_reader.Bytes(m_reader.Byte())); };
+    if (step == 8) m_trial.Unicast(Several(raw));
+    if (step == 9) m_trial.Group(Several(raw));
+    if (step == 10) m_trial.Group(Several([this] { return Search(); }));
+    if (step == 11) m_trial.Unicast(Several([this] { return Reply(); }));
+    if (step == 12) m_trial.Group({{"", 0, 0, ENOBUFS}, From(""), Alive()});
+    if (step == 13) m_trial.Group(Several([this] { return Byebye(); }));
+    if (step > 13) m_trial.Group(Several([this] { return Alive(); }));
+  }
+
+  void HostActs(unsigned step) {
+    if (step == 16) m_trial.chance.host_calls = m_reader.Byte() % 2 == 0;
+    if (step == 17) m_trial.chance.sends_fail = m_reader.Byte() % 2 == 0;
+    if (step == 18) Call(libSSDP::Announce, m_trial.model.Announce("ssdp:alive"));
+    if (step == 19) Call(libSSDP::Search, m_trial.model.Search());
+  }
+
+  void Call(libSSDP::SSDP_STATUS (*call)(), bool sends) {
+    {
+      const allocations::Counted counted;
+      const bool succeeds = call() == libSSDP::SSDP_SUCCESS;
+      Require(succeeds == sends || m_trial.SomethingFailed(), "a call that fails sends nothing");
+    }
+    m_trial.Judge();
   }
 
   template <typename Make>
@@ -155,6 +153,7 @@ class Life {
   }
 
   void Restart() {
+    m_trial.chance.sends_fail = false;  // or there would be no stop
     m_trial.world.Uninitialize();
     m_trial.model.Announce("ssdp:byebye");
     m_trial.model.table.clear();

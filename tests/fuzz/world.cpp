@@ -151,7 +151,7 @@ void World::HookClock() {
 ssize_t World::Send(int fd, const char* data, size_t size, const sockaddr_in& to) {
   const Paused unlimited;
   Require(m_open.count(fd) == 1, "only an open socket sends");
-  if (size > 65507) {  // more than fits into one datagram
+  if (m_chance.sends_fail || size > 65507) {  // 65507 is what fits into one datagram
     errno = EMSGSIZE;
     return -1;
   }
@@ -183,6 +183,7 @@ void World::OnEvent(const libSSDP::DeviceInfo* old, libSSDP::DeviceInfo* new_dev
   const Paused unlimited;
   auto* self = static_cast<World*>(world);
   self->m_log.push_back(Event(event, old, new_device, self->m_held.size()));
+  if (self->m_chance.host_calls) libSSDP::Announce();
   if (self->m_chance.host_throws) throw std::runtime_error("the host's");
 }
 
@@ -223,6 +224,18 @@ std::map<std::string, libSSDP::DeviceInfo> World::Devices() const {
   std::map<std::string, libSSDP::DeviceInfo> devices;
   for (const auto& [uuid, record] : borrowed) devices[uuid] = *record;
   return devices;
+}
+
+bool World::HasDevices(const std::map<std::string, libSSDP::DeviceInfo>& devices) const {
+  std::map<std::string, libSSDP::DeviceInfo*> borrowed;
+  libSSDP::GetDevices(borrowed);
+  return std::equal(borrowed.begin(), borrowed.end(), devices.begin(), devices.end(),
+                    [](const auto& one, const auto& other) {
+                      const libSSDP::DeviceInfo &a = *one.second, &b = other.second;
+                      return one.first == other.first && a.m_uuid == b.m_uuid &&
+                             a.m_expiry == b.m_expiry && a.m_address == b.m_address &&
+                             a.m_status == b.m_status;
+                    });
 }
 
 }  // namespace fuzz

@@ -48,6 +48,16 @@ TEST(Sequence, AnAgeInThePastIsStoredUntilTheNextSweep) {
   EXPECT_TRUE(device.world.Devices().empty());
 }
 
+// The field's limit is no moment: it means "as long as I can tell", after that moment too.
+TEST(Sequence, AnAgeBeyondTheFieldIsKeptFromThenOn) {
+  Device device;
+  EXPECT_EQ(device.Group({{With(kAlive, "1800", "2147483647")}}),
+            Added(Record("1234", 2147483647, "on")));
+  device.chance.now = int64_t{1} << 40;
+  device.world.Serve([] { return false; });
+  EXPECT_EQ(device.world.Devices().size(), 1u);
+}
+
 TEST(Sequence, OurOwnAnnouncementIsAPeersAnnouncement) {
   Device device;
   const std::string own = With(kAlive, "uuid:1234", "uuid:own");
