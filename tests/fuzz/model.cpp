@@ -152,7 +152,9 @@ void Model::Answer(const std::string& text, const Arrival& arrival) {
 
 bool Model::Read(const std::string& text, bool short_status_is_empty, const Arrival& arrival,
                  DeviceInfo& device) const {
-  std::string max_age, status, uuid;
+  std::string max_age;
+  std::string status;
+  std::string uuid;
   if (!Behind(text, "Cache-Control: max-age=", max_age) || !Behind(text, "Status: ", status) ||
       !Behind(text, "USN: uuid:", uuid))
     return false;

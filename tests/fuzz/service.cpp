@@ -109,28 +109,28 @@ class Life {
 
   Arrival From(const std::string& bytes) {
     const uint8_t who = m_reader.Byte();
-    return {bytes, 0x0A000000u + who % 4u, static_cast<uint16_t>(who * 257)};
+    return {bytes, 0x0A000000U + who % 4U, static_cast<uint16_t>(who * 257)};
   }
 
   Arrival Alive() { return Notification("ssdp:alive"); }
   Arrival Byebye() { return Notification("ssdp:byebye"); }
 
   Arrival Notification(const std::string& nts) {
-    const std::string target = Pick(kTargets, m_reader.Byte() / 64u);
+    const std::string target = Pick(kTargets, m_reader.Byte() / 64U);
     return From("NOTIFY * HTTP/1.1\r\nHost: 239.255.255.250:1900\r\nCache-Control: max-age=" +
                 Age() + "\r\nNTS: " + nts + "\r\nNT: " + target + "\r\nUSN: uuid:" + Uuid() +
                 "::" + target + "\r\nStatus: " + Status() + "\r\n\r\n");
   }
 
   Arrival Reply() {
-    const std::string target = Pick(kTargets, m_reader.Byte() / 64u);
+    const std::string target = Pick(kTargets, m_reader.Byte() / 64U);
     return From("HTTP/1.1 200 OK\r\nCache-Control: max-age=" + Age() + "\r\nST: " + target +
                 "\r\nUSN: uuid:" + Uuid() + "::" + target + "\r\nStatus: " + Status() + "\r\n\r\n");
   }
 
   Arrival Search() {
     return From(std::string("M-SEARCH * HTTP/1.1\r\nMX: ") + Pick(kMx, m_reader.Byte()) +
-                "\r\nST: " + Pick(kTargets, m_reader.Byte() / 64u) + "\r\n\r\n");
+                "\r\nST: " + Pick(kTargets, m_reader.Byte() / 64U) + "\r\n\r\n");
   }
 
   std::string Age() { return Pick(kAges, m_reader.Byte()); }
@@ -139,7 +139,8 @@ class Life {
   // Now and then so long that the datagram is cut, somewhere.
   std::string Status() {
     const uint8_t choice = m_reader.Byte();
-    if (choice >= 224) return std::string(m_reader.Byte() * 4u, 's');
+    if (choice >= 224)
+      return std::string(size_t{m_reader.Byte()} * 4, 's');  // NOLINT: no list of two characters
     return Pick(kStatuses, choice);
   }
 
@@ -147,8 +148,8 @@ class Life {
     const uint8_t what = m_reader.Byte();
     struct Settings& settings = m_trial.model.settings;
     if (what % 3 == 0) settings.notify_timeout = what / 3 - 5;
-    if (what % 3 == 1) settings.status = Pick(kStatuses, what / 3u);
-    if (what % 3 == 2) settings.uuid = Pick(kUuids, what / 3u);
+    if (what % 3 == 1) settings.status = Pick(kStatuses, what / 3U);
+    if (what % 3 == 2) settings.uuid = Pick(kUuids, what / 3U);
     Set(settings);
   }
 
