@@ -15,6 +15,42 @@
 #include <thread>
 #include <vector>
 
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#define SANITIZED true
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
+#define SANITIZED true
+#endif
+#endif
+#ifdef SANITIZED
+#include <sanitizer/allocator_interface.h>
+#else
+#define SANITIZED false
+#endif
+
+namespace {
+
+std::vector<std::string> Entries(const char* directory) {
+  std::vector<std::string> names;
+  DIR* handle = opendir(directory);
+  if (handle == nullptr) return names;
+  while (const dirent* entry = readdir(handle))
+    if (entry->d_name[0] != '.') names.push_back(entry->d_name);
+  closedir(handle);
+  return names;
+}
+
+}  // namespace
+
+#if SANITIZED
+size_t probe::LiveBlocks() {
+  return 0;
+}
+
+size_t probe::LiveBytes() {
+  return __sanitizer_get_current_allocated_bytes();
+}
+#else
 namespace {
 
 std::atomic<size_t> live_blocks{0};
@@ -35,27 +71,6 @@ void Uncounted(void* block) {
   std::free(block);
 }
 
-std::vector<std::string> Entries(const char* directory) {
-  std::vector<std::string> names;
-  DIR* handle = opendir(directory);
-  if (handle == nullptr) return names;
-  while (const dirent* entry = readdir(handle))
-    if (entry->d_name[0] != '.') names.push_back(entry->d_name);
-  closedir(handle);
-  return names;
-}
-
-bool Sanitized() {
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-  return true;
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-  return true;
-#endif
-#endif
-  return false;
-}
-
 }  // namespace
 
 // The program's own, so that every allocation of the library is counted: exact, where the system's
@@ -70,6 +85,15 @@ void operator delete(void* block, size_t) noexcept {
   Uncounted(block);
 }
 
+size_t probe::LiveBlocks() {
+  return live_blocks;
+}
+
+size_t probe::LiveBytes() {
+  return live_bytes;
+}
+#endif
+
 namespace probe {
 
 bool Await(const std::function<bool()>& condition) {
@@ -83,7 +107,7 @@ bool Await(const std::function<bool()>& condition) {
 
 int Scaled(const char* what, int full) {
   const char* given = std::getenv("LIBSSDP_LIFECYCLE_DIVISOR");
-  const int divisor = given != nullptr ? std::max(1, std::atoi(given)) : Sanitized() ? 20 : 1;
+  const int divisor = given != nullptr ? std::max(1, std::atoi(given)) : SANITIZED ? 20 : 1;
   const int count = std::max(1, full / divisor);
   std::printf("%s: %d\n", what, count);
   return count;
@@ -112,16 +136,8 @@ std::set<std::string> Sockets() {
   return sockets;
 }
 
-size_t LiveBlocks() {
-  return live_blocks;
-}
-
-size_t LiveBytes() {
-  return live_bytes;
-}
-
 size_t MallocBytes() {
-  return Sanitized() ? 0 : mallinfo2().uordblks;
+  return SANITIZED ? 0 : mallinfo2().uordblks;
 }
 
 std::string ThreadName(const char* thread) {
