@@ -23,7 +23,8 @@
 #endif
 #endif
 #ifdef SANITIZED
-#include <sanitizer/allocator_interface.h>
+// From sanitizer/allocator_interface.h, which Debian's g++ comes without.
+extern "C" size_t __sanitizer_get_current_allocated_bytes();
 #else
 #define SANITIZED false
 #endif
