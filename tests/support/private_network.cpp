@@ -1,12 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "private_network.h"
 
-#include <gmock/gmock.h>
 #include <sched.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
@@ -36,19 +34,6 @@ std::string EnterPrivateNetwork() {
                   "ip route add 239.0.0.0/8 dev lo src 10.77.0.1") != 0)
     return "ip (Debian: iproute2) can't set loopback up";
   return "";
-}
-
-int RunTests(int argc, char** argv) {
-  testing::InitGoogleMock(&argc, argv);
-  // Listing the tests, as CTest does while the build runs, needs no network.
-  if (!testing::GTEST_FLAG(list_tests)) {
-    const std::string reason = EnterPrivateNetwork();
-    if (!reason.empty()) {
-      std::printf("SKIPPED, no private network: %s\n", reason.c_str());
-      return std::getenv("LIBSSDP_REQUIRE_NETWORK") != nullptr ? 1 : 77;
-    }
-  }
-  return RUN_ALL_TESTS();
 }
 
 }  // namespace support

@@ -1,0 +1,19 @@
+// SPDX-License-Identifier: MIT
+#include <signal.h>
+
+#include "fixture.h"
+
+// The second one does not search: it hears of the first with its next announcement, which comes
+// every 30 seconds.
+TEST_F(LanTest, TwoOfTheShortestHostsFindEachOther) {
+  const auto first = m_lan[1].Start({EXAMPLE_MINIMAL, "lamp-1"});
+  first->Await("lamp-1 is here: 10.77.0.1");  // by now it listens
+  const auto second = m_lan[2].Start({EXAMPLE_MINIMAL, "lamp-2"});
+  first->Await("lamp-2 is here: 10.77.0.2");
+  second->Await("lamp-1 is here: 10.77.0.1", 0, 3 * support::kPatience);
+  second->Signal(SIGTERM);
+  EXPECT_EQ(second->Wait(), 0);
+  first->Await("lamp-2 has left");
+  first->Signal(SIGINT);
+  EXPECT_EQ(first->Wait(), 0);
+}
