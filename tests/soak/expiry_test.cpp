@@ -72,16 +72,11 @@ TEST(Expiry, OfTenThousandInOneSecond) {
 
     double longest = 0;
     size_t count = Count(longest);
-    // A machine that needed all the time for sending has nothing to show here.
-    const bool in_time = WallClock() < judge.first;
-    if (in_time) {
-      EXPECT_EQ(count, kDevices) << "gone too early";
-    }
     double gone = 0;
     EXPECT_TRUE(probe::Await([&] {
       count = Count(longest);
       gone = WallClock();
-      if (gone < judge.first) {
+      if (gone < judge.first + 1) {  // a device is still there in the last second that it has
         EXPECT_EQ(count, kDevices) << "gone too early";
       }
       return count == 0;
