@@ -14,9 +14,11 @@
 namespace {
 
 std::atomic<int> calls{0};
+std::atomic<int> searches{0};
 
-void Count(const libSSDP::DeviceInfo*, libSSDP::DeviceInfo*, unsigned int, void*) {
+void Count(const libSSDP::DeviceInfo*, libSSDP::DeviceInfo*, unsigned int event, void*) {
   ++calls;
+  if (event == libSSDP::SSDP_SEARCH_RECEIVED) ++searches;
 }
 
 bool OnThread(const char* name) {
@@ -27,7 +29,7 @@ bool OnThread(const char* name) {
 
 class Stop : public testing::Test {
  protected:
-  void SetUp() override { calls = 0; }
+  void SetUp() override { calls = searches = 0; }
   void TearDown() override { seam::Reset(); }
 
   // Stops `light` and says how long it took.
@@ -79,11 +81,11 @@ TEST_F(Stop, DuringAResponseDelaySendsTheAnswerAtOnce) {
   host::Peer peer;
   ASSERT_TRUE(peer.Tell(host::Query(100)));
   ASSERT_TRUE(probe::Await([&] { return waiting.load(); }));
-  EXPECT_EQ(calls, 0) << "the delay was over before the stop";
+  EXPECT_EQ(searches, 0) << "the delay was over before the stop";
   const double start = probe::Now();
   TimeStop(light);
   EXPECT_LT(probe::Now() - start, 60);
-  EXPECT_EQ(calls, 1);
+  EXPECT_EQ(searches, 1);
   EXPECT_EQ(peer.Hear().rfind("HTTP/1.1 200 OK\r\nCache-Control: max-age=1800\r\n", 0), 0u);
 }
 
