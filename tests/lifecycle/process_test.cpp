@@ -79,6 +79,7 @@ class Process : public testing::Test {
   // Devices are heard all the time that the body runs.
   template <typename Body>
   void WhileTrafficRuns(Body body) {
+    events = 0;
     host::Light light(true, CountEvents);
     light.Start();
     std::atomic<bool> over{false};
@@ -169,7 +170,8 @@ TEST_F(Process, AStormOfSignalsReachesOnlyTheHostsThreads) {
 
     host::Peer peer;
     const int count = probe::Scaled("calls under signals", 5000);
-    for (int i = 0; i < count; ++i) {
+    const double deadline = probe::Now() + 60;
+    for (int i = 0; i < count || (handled_by_us < 200 && probe::Now() < deadline); ++i) {
       ASSERT_EQ(libSSDP::Announce(), 0);
       ASSERT_EQ(libSSDP::Search(), 0);
       ASSERT_EQ(libSSDP::SetStatus("busy"), 0);
@@ -187,7 +189,7 @@ TEST_F(Process, AStormOfSignalsReachesOnlyTheHostsThreads) {
   seam::Reset();
   sigaction(SIGUSR1, &previous, nullptr);
   std::cout << handled_by_us << " signals handled\n";
-  EXPECT_GT(handled_by_us, 100);
+  EXPECT_GE(handled_by_us, 200);
   EXPECT_EQ(handled_by_library, 0);
 }
 
