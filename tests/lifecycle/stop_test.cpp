@@ -89,7 +89,7 @@ TEST_F(Stop, DuringAResponseDelaySendsTheAnswerAtOnce) {
   EXPECT_EQ(peer.Hear().rfind("HTTP/1.1 200 OK\r\nCache-Control: max-age=1800\r\n", 0), 0u);
 }
 
-// The service thread holds the table from before the stop until the listener's socket is closed.
+// The service thread holds the table from before the stop until the listener's socket is shut down.
 TEST_F(Stop, DuringASweepWaitsForIt) {
   std::atomic<bool> sweeping{false};
   std::atomic<bool> closing{false};
@@ -101,9 +101,9 @@ TEST_F(Stop, DuringASweepWaitsForIt) {
     }
     return result;
   };
-  seam::calls.close = [&](int handle) {
+  seam::calls.shutdown = [&](int handle, int how) {
     closing = true;
-    return seam::real.close(handle);
+    return seam::real.shutdown(handle, how);
   };
   host::Light light(false, Count);  // not announcing, the sweep's is the thread's only lock
   light.Start();
@@ -137,9 +137,9 @@ struct Blocker {
 
 void StopInsideTheCallbackFor(const std::string& message, bool to_search_socket) {
   Blocker blocker;
-  seam::calls.close = [&](int handle) {
+  seam::calls.shutdown = [&](int handle, int how) {
     blocker.released = true;
-    return seam::real.close(handle);
+    return seam::real.shutdown(handle, how);
   };
   host::Light light(false, Blocker::Callback, &blocker);
   light.Start();
@@ -188,8 +188,8 @@ TEST_F(Stop, DuringTheCallbackForASearchStillAnswersIt) {
   EXPECT_EQ(peer.Hear().rfind("HTTP/1.1 200 OK\r\n", 0), 0u);
 }
 
-// A callback that outlasts the stop's patience loses its answer, not the process.
-TEST_F(Stop, DuringAnEndlessCallbackForASearchGivesTheAnswerUp) {
+// A callback that outlasts the stop's patience for its answer is still waited for.
+TEST_F(Stop, DuringALongCallbackForASearchWaitsForIt) {
   seam::calls.rand = [] { return 0; };
   StopInsideTheCallbackFor(host::Query(1), false);
 }
