@@ -7,8 +7,9 @@
 
 #include <chrono>
 #include <cstdio>
-#include <regex>
 #include <thread>
+
+#include "output.h"
 
 namespace fault {
 
@@ -55,8 +56,7 @@ std::string Output::Text() const {
   std::string text(static_cast<size_t>(lseek(m_file, 0, SEEK_END) - m_start), '\0');
   if (pread(m_file, text.data(), text.size(), m_start) != static_cast<ssize_t>(text.size()))
     ADD_FAILURE() << "the captured output can't be read";
-  static const std::regex number("\\[[1-9][0-9]*\\] ");
-  return std::regex_replace(text, number, "[N] ");
+  return support::MaskLineNumbers(text, "[N] ");
 }
 
 int Count(const std::string& text, const std::string& part) {
