@@ -8,7 +8,6 @@
 #include <functional>
 #include <string>
 
-#include "seam.h"
 #include "libssdp.h"
 #include "seam.h"
 

@@ -38,9 +38,7 @@ class StoreFaultTest : public FaultTest, public testing::WithParamInterface<Stor
       return m_armed && access == fault.access && setting == fault.setting &&
              m_calls++ == fault.call;
     };
-    seam::failures.get_config = [=](const std::string& name) {
-      return fails(Access::kRead, name);
-    };
+    seam::failures.get_config = [=](const std::string& name) { return fails(Access::kRead, name); };
     seam::failures.set_config = [=](const std::string& name) {
       return fails(Access::kWrite, name);
     };

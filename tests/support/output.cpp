@@ -31,7 +31,8 @@ std::string MaskLineNumbers(const std::string& text, const std::string& mask) {
   for (size_t at = 0; at < text.length();) {
     const size_t digits = text.find_first_not_of("0123456789", at + 1);
     const bool starts_line = at == 0 || text[at - 1] == '\n';
-    if (starts_line && text[at] == '[' && digits > at + 1 && text.compare(digits, 2, "] ") == 0) {
+    if (starts_line && text[at] == '[' && digits != text.npos && digits > at + 1 &&
+        text.compare(digits, 2, "] ") == 0) {
       masked += mask;
       at = digits + 2;
     } else {
