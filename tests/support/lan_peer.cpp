@@ -97,8 +97,8 @@ bool Configure(int argc, char** argv) {
     if (option == 't') libSSDP::SetDeviceType(optarg);
     if (option == 'v') libSSDP::SetVersionInfo(optarg);
     if (option == 's') libSSDP::SetStatus(optarg);
-    if (option == 'n') libSSDP::SetNotifyTimeOut(std::atoi(optarg));
-    if (option == 'm') libSSDP::SetMSearchTimeOut(std::atoi(optarg));
+    if (option == 'n') libSSDP::SetNotifyTimeOut(std::stoi(optarg));
+    if (option == 'm') libSSDP::SetMSearchTimeOut(std::stoi(optarg));
     if (option == 'g') libSSDP::SetUserAgent(optarg);
     if (option == 'r') libSSDP::SetServerInfo(optarg);
     if (option == '?') return false;

@@ -45,6 +45,7 @@ Program::Program(int network, const std::vector<std::string>& command) : m_name(
   auto input = Pipe();
   auto output = Pipe();
   std::vector<char*> arguments;
+  arguments.reserve(command.size() + 1);
   for (const auto& argument : command) arguments.push_back(const_cast<char*>(argument.c_str()));
   arguments.push_back(nullptr);
 

@@ -63,31 +63,31 @@ void ScriptedSystem::ScriptSockets() {
 
 void ScriptedSystem::ScriptThreads() {
   seam::calls.pthread_create = [this](pthread_t*, const pthread_attr_t*, void* (*)(void*), void*) {
-    log.push_back("pthread_create");
+    log.emplace_back("pthread_create");
     return 0;
   };
   seam::calls.pthread_join = [this](pthread_t, void**) {
-    log.push_back("pthread_join");
+    log.emplace_back("pthread_join");
     return 0;
   };
   seam::calls.pthread_cond_timedwait = [this](pthread_cond_t*, pthread_mutex_t*, const timespec*) {
-    log.push_back("wait");
+    log.emplace_back("wait");
     return ETIMEDOUT;
   };
   seam::calls.pthread_cond_signal = [this](pthread_cond_t*) {
-    log.push_back("signal");
+    log.emplace_back("signal");
     return 0;
   };
 }
 
 void ScriptedSystem::ScriptTime() {
   seam::calls.gettimeofday = [this](timeval* time) {
-    log.push_back("gettimeofday");
+    log.emplace_back("gettimeofday");
     *time = now;
     return 0;
   };
   seam::calls.time = [this](time_t*) {
-    log.push_back("time");
+    log.emplace_back("time");
     return now.tv_sec;
   };
   seam::calls.ctime_r = [](const time_t* time, char* text) {
@@ -95,11 +95,11 @@ void ScriptedSystem::ScriptTime() {
     return asctime_r(gmtime_r(time, &utc), text);
   };
   seam::calls.usleep = [this](useconds_t) {
-    log.push_back("usleep");
+    log.emplace_back("usleep");
     return 0;
   };
   seam::calls.rand = [this] {
-    log.push_back("rand");
+    log.emplace_back("rand");
     return 0;
   };
 }
@@ -124,22 +124,22 @@ ssize_t ScriptedSystem::Receive(void* data, size_t size, sockaddr* from, socklen
 
 void ScriptedSystem::LogSettings() {
   seam::failures.get_config = [this](const std::string& name) {
-    log.push_back("get " + name);
+    log.emplace_back("get " + name);
     return false;
   };
   seam::failures.set_config = [this](const std::string& name) {
-    log.push_back("set " + name);
+    log.emplace_back("set " + name);
     return false;
   };
 }
 
 void ScriptedSystem::LogLocks() {
   seam::calls.pthread_mutex_lock = [this](pthread_mutex_t* mutex) {
-    log.push_back("lock");
+    log.emplace_back("lock");
     return seam::real.pthread_mutex_lock(mutex);
   };
   seam::calls.pthread_mutex_unlock = [this](pthread_mutex_t* mutex) {
-    log.push_back("unlock");
+    log.emplace_back("unlock");
     return seam::real.pthread_mutex_unlock(mutex);
   };
 }
