@@ -27,7 +27,7 @@ ScriptedSystem::ScriptedSystem() {
 
 void ScriptedSystem::ScriptSockets() {
   const auto logged = [this](const char* name) {
-    log.push_back(name);
+    log.emplace_back(name);
     return 0;
   };
   seam::calls.socket = [this, logged](int, int, int) {
