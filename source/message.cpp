@@ -11,6 +11,8 @@ namespace libSSDP {
 
 namespace {
 
+constexpr int64_t kBeyondInt = int64_t{1} << 32;
+
 template <typename Integer, typename Number>
 Integer Saturate(Number number) {
   constexpr Number lowest = std::numeric_limits<Integer>::min();
@@ -46,7 +48,14 @@ bool ContainsHeader(std::string_view message, std::string_view header, std::stri
 }
 
 int ReadNumber(const char* text) {
-  return Saturate<int>(std::strtol(text, nullptr, 10));
+  while (*text == ' ' || (*text >= '\t' && *text <= '\r')) ++text;
+  const bool negative = *text == '-';
+  if (negative || *text == '+') ++text;
+  int64_t number = 0;
+  for (; *text >= '0' && *text <= '9'; ++text) {
+    number = std::min(number * 10 + (*text - '0'), kBeyondInt);
+  }
+  return Saturate<int>(negative ? -number : number);
 }
 
 int64_t ReadDelayBound(const char* msearch) {
@@ -54,8 +63,8 @@ int64_t ReadDelayBound(const char* msearch) {
   return mx == nullptr ? 0 : std::abs(int64_t{ReadNumber(mx)} * 1000);
 }
 
-bool ReadDevice(const char* text, int64_t now, ShortStatus short_status, DeviceInfo& device) {
-  const std::string_view message = text;
+bool ReadDevice(std::string_view message, int64_t now, ShortStatus short_status,
+                DeviceInfo& device) {
   const char* max_age = FindValue(message, "Cache-Control: max-age=");
   const char* status = FindValue(message, "Status: ");
   const char* uuid = FindValue(message, "USN: uuid:");

@@ -171,14 +171,15 @@ SSDP_STATUS SSDPListener::ProcessNotify(const char* message, struct sockaddr_in 
   SearchTargetConfig sconfig;
   if (!SSDP_CHECK(m_ssdpstore->GetConfig(sconfig.m_name, sconfig) == SSDP_SUCCESS))
     return SSDP_FAILURE;
-  if (!ContainsHeader(message, "NT: ", sconfig.m_search_target)) return SSDP_SUCCESS;
+  const std::string_view text = message;  // measured once
+  if (!ContainsHeader(text, "NT: ", sconfig.m_search_target)) return SSDP_SUCCESS;
 
   struct timeval now;
   gettimeofday(&now, nullptr);
   DeviceInfo device;
-  if (!ReadDevice(message, now.tv_sec, ShortStatus::kReject, device)) return SSDP_SUCCESS;
+  if (!ReadDevice(text, now.tv_sec, ShortStatus::kReject, device)) return SSDP_SUCCESS;
   device.m_address = AddressText(from);
-  m_engine_callback(m_engine_context, &device, Contains(message, "ssdp:alive"), false);
+  m_engine_callback(m_engine_context, &device, Contains(text, "ssdp:alive"), false);
   return SSDP_SUCCESS;
 }
 
