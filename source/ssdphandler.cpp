@@ -103,7 +103,7 @@ int SSDPHandler::Task() {
   while (IsStarted()) {
     Receive(datagram);
     try {
-      SearchTargetConfig sconfig;
+      SearchTargetConfig& sconfig = m_search_target;
       if (!SSDP_CHECK(m_ssdpstore->GetConfig(sconfig.m_name, sconfig) == SSDP_SUCCESS))
         return SSDP_FAILURE;
       ProcessResponse(datagram, sconfig.m_search_target);

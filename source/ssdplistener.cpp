@@ -127,7 +127,7 @@ class SSDPListener::Answering {
 };
 
 SSDP_STATUS SSDPListener::ProcessMSearch(const char* message, struct sockaddr_in from) {
-  SearchTargetConfig sconfig;
+  SearchTargetConfig& sconfig = m_search_target;
   if (!SSDP_CHECK(m_ssdpstore->GetConfig(sconfig.m_name, sconfig) == SSDP_SUCCESS))
     return SSDP_FAILURE;
   if (!ContainsHeader(message, "ST: ", sconfig.m_search_target)) return SSDP_SUCCESS;
@@ -168,7 +168,7 @@ SSDP_STATUS SSDPListener::ProcessMSearch(const char* message, struct sockaddr_in
 }
 
 SSDP_STATUS SSDPListener::ProcessNotify(const char* message, struct sockaddr_in from) {
-  SearchTargetConfig sconfig;
+  SearchTargetConfig& sconfig = m_search_target;
   if (!SSDP_CHECK(m_ssdpstore->GetConfig(sconfig.m_name, sconfig) == SSDP_SUCCESS))
     return SSDP_FAILURE;
   const std::string_view text = message;  // measured once

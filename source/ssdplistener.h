@@ -38,6 +38,10 @@ class SSDPListener : public SSDPBase {
   ConditionVariable m_delay_cond;
   SSDPStorage* m_ssdpstore;  // not owned
 
+  // The listener's thread's. Read afresh for every message, but into the same object: making one
+  // each time would be a fifth of what a message costs that isn't for us.
+  SearchTargetConfig m_search_target;
+
   // Without these a stop that comes just before a delay would wait for all of it, and one that
   // comes during it would close the socket under its answer.
   bool m_stopping GUARDED_BY(m_delay_mutex);   // DeInit was called: no answer begins
