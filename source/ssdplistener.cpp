@@ -87,7 +87,7 @@ int SSDPListener::Task() {
     const std::string_view message = datagram.text;
     try {
       if (Contains(message, MSEARCH_START_LINE)) ProcessMSearch(datagram.text, datagram.from);
-      if (Contains(message, NOTIFY_START_LINE)) ProcessNotify(datagram.text, datagram.from);
+      if (Contains(message, NOTIFY_START_LINE)) ProcessNotify(message, datagram.from);
     } catch (const std::exception&) {
       // Memory ran out, or the host's callback let something through: this datagram is lost, not
       // the process.
@@ -168,18 +168,21 @@ SSDP_STATUS SSDPListener::ProcessMSearch(const char* message, struct sockaddr_in
 }
 
 SSDP_STATUS SSDPListener::ProcessNotify(const char* message, struct sockaddr_in from) {
+  return ProcessNotify(std::string_view(message), from);
+}
+
+SSDP_STATUS SSDPListener::ProcessNotify(std::string_view message, const struct sockaddr_in& from) {
   SearchTargetConfig& sconfig = m_search_target;
   if (!SSDP_CHECK(m_ssdpstore->GetConfig(sconfig.m_name, sconfig) == SSDP_SUCCESS))
     return SSDP_FAILURE;
-  const std::string_view text = message;  // measured once
-  if (!ContainsHeader(text, "NT: ", sconfig.m_search_target)) return SSDP_SUCCESS;
+  if (!ContainsHeader(message, "NT: ", sconfig.m_search_target)) return SSDP_SUCCESS;
 
   struct timeval now;
   gettimeofday(&now, nullptr);
   DeviceInfo device;
-  if (!ReadDevice(text, now.tv_sec, ShortStatus::kReject, device)) return SSDP_SUCCESS;
+  if (!ReadDevice(message, now.tv_sec, ShortStatus::kReject, device)) return SSDP_SUCCESS;
   device.m_address = AddressText(from);
-  m_engine_callback(m_engine_context, &device, Contains(text, "ssdp:alive"), false);
+  m_engine_callback(m_engine_context, &device, Contains(message, "ssdp:alive"), false);
   return SSDP_SUCCESS;
 }
 

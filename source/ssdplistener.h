@@ -2,6 +2,8 @@
 #ifndef LIBSSDP_SOURCE_SSDPLISTENER_H
 #define LIBSSDP_SOURCE_SSDPLISTENER_H
 
+#include <string_view>
+
 #include "mutex.h"
 #include "ssdpbase.h"
 #include "ssdpstorage.h"
@@ -33,6 +35,9 @@ class SSDPListener : public SSDPBase {
 
  private:
   class Answering;
+
+  // The same, of a text that has been measured.
+  SSDP_STATUS ProcessNotify(std::string_view message, const struct sockaddr_in& from);
 
   Mutex m_delay_mutex;
   ConditionVariable m_delay_cond;
