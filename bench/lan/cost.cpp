@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-// cost ROUNDS: what a datagram of each kind costs a host of the library and what it costs a bare
-// loop, in CPU time of the whole process, in turn in one private network. Prints one line each:
-// subject, known peers, nanoseconds a datagram.
+// cost ROUNDS [SUBJECT]: what a datagram of each kind costs a host of the library and what it costs
+// a bare loop, in CPU time of the whole process, in turn in one private network. Prints one line
+// each: subject, known peers, nanoseconds a datagram.
 #include <unistd.h>
 
 #include <algorithm>
@@ -99,6 +99,7 @@ std::vector<Subject> Subjects() {
   const size_t answer = reply[0].size();
   return {
       {"bare", BareLoop, 0, other, false, 0},
+      {"bare_thread", BareThreadLoop, 0, other, false, 0},
       {"notify_other", LibraryHost, 0, other, false, 0},
       {"notify_known", LibraryHost, 1, one, false, 0},
       {"search_reply", LibraryHost, 1, reply, true, 0},
@@ -124,6 +125,7 @@ int main(int argc, char** argv) {
   const auto subjects = Subjects();
   for (int round = 0; round < rounds; ++round) {
     for (const Subject& subject : subjects) {
+      if (argc > 2 && std::string(argv[2]) != subject.name) continue;
       std::printf("%s %d %.1f\n", subject.name, subject.peers, Measure(subject));
       std::fflush(stdout);
     }

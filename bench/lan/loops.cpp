@@ -14,6 +14,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <thread>
 #include <vector>
 
 #include "group.h"
@@ -83,6 +84,11 @@ double TimeSends(Send send) {
 
 void BareLoop(Gate& gate) {
   Bare(gate, "");
+}
+
+void BareThreadLoop(Gate& gate) {
+  std::thread loop([&] { Bare(gate, ""); });
+  for (;;) pause();
 }
 
 void BareReplyLoop(Gate& gate) {

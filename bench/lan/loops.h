@@ -14,6 +14,9 @@ constexpr const char* kGateUuid = "gate";
 // Receives on the group and does nothing.
 void BareLoop(Gate& gate);
 
+// The same on a second thread of its process, as a library's must: system calls are dearer there.
+void BareThreadLoop(Gate& gate);
+
 // Receives on the group and answers with a constant of the length of the library's answers.
 void BareReplyLoop(Gate& gate);
 
