@@ -96,7 +96,7 @@ bool ReadDevice(std::string_view message, int64_t now, ShortStatus short_status,
   // "Status: " is the last header, so the message's last 4 bytes are its line end and the blank
   // line. They are dropped unseen, whatever they are.
   constexpr size_t ending = 4;
-  const size_t length = static_cast<size_t>(message.data() + message.length() - status);
+  const auto length = static_cast<size_t>(message.data() + message.length() - status);
   if (length < ending && short_status == ShortStatus::kReject) return false;
 
   device.m_expiry = Saturate<int32_t>(now + ReadNumber(max_age));

@@ -36,7 +36,7 @@ ConditionVariable::~ConditionVariable() {
 int ConditionVariable::Wait(int timeout) {
   if (timeout == -1) return pthread_cond_wait(&m_cond, &m_mutex->m_mutex);
 
-  struct timeval now;
+  struct timeval now = {};
   gettimeofday(&now, nullptr);
   // Stays below 2^31 for every remainder, so a 32-bit long is enough. A negative remainder may
   // leave it negative, which the system refuses at once.

@@ -153,7 +153,7 @@ int SSDP::Task() {
   NameThisThread("ssdp-service");
   struct timeval last_announce = {0, 0};  // so that the first pass announces
   while (IsStarted()) {
-    struct timeval now;
+    struct timeval now = {};
     gettimeofday(&now, nullptr);
     if (m_announce != 0) {
       int32_t timeout = 0;

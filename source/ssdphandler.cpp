@@ -120,7 +120,7 @@ void SSDPHandler::ProcessResponse(const Datagram& datagram, const std::string& s
   const std::string_view text = datagram.text;  // measured once
   if (!ContainsHeader(text, "ST: ", search_target)) return;
 
-  struct timeval now;
+  struct timeval now = {};
   gettimeofday(&now, nullptr);
   DeviceInfo device;
   if (!ReadDevice(text, now.tv_sec, ShortStatus::kReadAsEmpty, device)) return;

@@ -177,7 +177,7 @@ SSDP_STATUS SSDPListener::ProcessNotify(std::string_view message, const struct s
     return SSDP_FAILURE;
   if (!ContainsHeader(message, "NT: ", sconfig.m_search_target)) return SSDP_SUCCESS;
 
-  struct timeval now;
+  struct timeval now = {};
   gettimeofday(&now, nullptr);
   DeviceInfo device;
   if (!ReadDevice(message, now.tv_sec, ShortStatus::kReject, device)) return SSDP_SUCCESS;

@@ -59,8 +59,7 @@ std::string Output::Text() const {
   return std::regex_replace(text, number, "[N] ");
 }
 
-int Output::Count(const std::string& part) const {
-  const std::string text = Text();
+int Count(const std::string& text, const std::string& part) {
   int count = 0;
   for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) ++count;
   return count;

@@ -30,8 +30,9 @@ class Fault {
 
   // Counts the call and says whether it is one that fails.
   bool Hits();
-  void End() { m_over = true; }     // from here on no call fails
-  void Begin() { m_over = false; }  // from here on they fail again
+  void CountFailure() { ++m_failures; }  // one that was not of this fault's making
+  void End() { m_over = true; }          // from here on no call fails
+  void Begin() { m_over = false; }       // from here on they fail again
   int Calls() const { return m_calls; }
   int Failures() const { return m_failures; }
 
@@ -55,6 +56,9 @@ std::string Line(const std::string& function, const std::string& condition,
 std::string Line(const std::string& function, const std::string& condition,
                  const std::string& reason, const std::string& file);
 
+// How often `text` contains `part`.
+int Count(const std::string& text, const std::string& part);
+
 // Standard output, from construction to destruction.
 class Output {
  public:
@@ -65,7 +69,7 @@ class Output {
 
   // All that was printed since the last Clear, with N for the number of each line.
   std::string Text() const;
-  int Count(const std::string& part) const;  // how often it contains `part`
+  int Count(const std::string& part) const { return fault::Count(Text(), part); }
   void Clear();
 
  private:

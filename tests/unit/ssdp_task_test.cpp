@@ -35,7 +35,12 @@ class Loop : public testing::Test {
     m_system.log.clear();
     m_system.now = {1000, 0};
   }
-  ~Loop() override { m_ssdp.DeInit(); }
+  ~Loop() override {
+    seam::calls.sendto = [](int, const void*, size_t size, auto...) {
+      return static_cast<ssize_t>(size);
+    };
+    m_ssdp.DeInit();  // frees the records
+  }
 
   // Runs `passes` passes, one second apart.
   int Run(int passes) {
@@ -188,9 +193,6 @@ TEST_F(Loop, DoesNotRetryAFailedAnnouncementBeforeTheNextPeriod) {
   seam::calls.sendto = [&](auto...) { return ++sends, -1; };
   EXPECT_EQ(OutputOf([&] { Run(5); }), std::string(kSendFailed) + kSendFailed);
   EXPECT_EQ(sends, 2);
-  seam::calls.sendto = [](int, const void*, size_t size, auto...) {
-    return static_cast<ssize_t>(size);
-  };
 }
 
 TEST_F(Loop, SkipsTheAnnouncementWhenTheTimeOutCannotBeRead) {

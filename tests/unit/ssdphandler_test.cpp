@@ -316,7 +316,7 @@ TEST_F(Handler, ReportsAndSendsNothingWhileTheTemplatesAreEmpty) {
 }
 
 TEST_F(Handler, ReportsAndSendsNothingWhenATemplateIsTooShort) {
-  for (size_t length : {0, 3, 4, 9, 21}) {
+  for (size_t length : {0u, 3u, 4u, 9u, 21u}) {
     SCOPED_TRACE(length);
     Set(m_store, &NotifyHeaderConfig::m_notify_header, std::string(length, 'x'));
     SSDP_STATUS status = 0;
