@@ -7,13 +7,11 @@
 
 static void OnDevice(const libSSDP::DeviceInfo*, libSSDP::DeviceInfo* device, unsigned int event,
                      void*) {
-  if (device == nullptr) return;  // somebody searches for us
+  if (event != libSSDP::SSDP_DEVICE_ADDED && event != libSSDP::SSDP_DEVICE_REMOVED) return;
   std::string uuid = device->m_uuid;
   for (char& byte : uuid)  // any byte may have come: none but text shall reach the terminal
     if (byte < ' ' || byte > '~') byte = '?';
-  const char* news = event == libSSDP::SSDP_DEVICE_ADDED     ? "is here"
-                     : event == libSSDP::SSDP_DEVICE_REMOVED ? "has left"
-                                                             : "is still here";
+  const char* news = event == libSSDP::SSDP_DEVICE_ADDED ? "is here" : "has left";
   std::printf("%s %s: %s\n", uuid.c_str(), news, device->m_address.c_str());
   std::fflush(stdout);
 }
@@ -31,8 +29,10 @@ int main(int argc, char** argv) {
   libSSDP::SetUUID(argc > 1 ? argv[1] : "lamp-1");  // a real device has one of its own
   libSSDP::SetStatus("on");
   libSSDP::SetNotifyTimeOut(30);
+  libSSDP::SetMSearchTimeOut(1);
   libSSDP::SetCallback(OnDevice, nullptr);
   if (libSSDP::Initialize() != libSSDP::SSDP_SUCCESS) return 1;
+  libSSDP::Search();  // those that are here already
   int signal;
   sigwait(&stop, &signal);
   if (libSSDP::Uninitialize() == libSSDP::SSDP_SUCCESS) libSSDP::DestroySSDP();

@@ -140,7 +140,10 @@ LIBSSDP_API SSDP_STATUS DestroySSDP();
 /// After an Uninitialize that succeeded it may be called again; the table then fills anew. A
 /// CreateSSDP must have come before: that isn't checked. Does not block on the network.
 ///
-/// @return SSDP_SUCCESS; SSDP_FAILURE when a step failed. The steps before it are not undone.
+/// @return SSDP_SUCCESS; SSDP_FAILURE when a step failed. The steps before it are not undone. To
+/// try
+///     again after a thread could not be created, call Uninitialize first, which fails at the
+///     missing thread, and then this.
 LIBSSDP_API SSDP_STATUS Initialize();
 
 /// Takes the device off the network: sends "ssdp:byebye", ends and joins the threads, closes the

@@ -11,8 +11,7 @@ WorkerThread::WorkerThread() : m_handle(), m_started(false), m_running(false), m
 
 SSDP_STATUS WorkerThread::Start() {
   if (IsStarted()) return SSDP_SUCCESS;
-  m_started.store(true, std::memory_order_relaxed);  // both before the thread looks at them
-  m_running.store(true, std::memory_order_relaxed);
+  m_started.store(true, std::memory_order_relaxed);  // before the thread looks at it
 
   // A new thread inherits its creator's mask.
   sigset_t all;
@@ -23,9 +22,7 @@ SSDP_STATUS WorkerThread::Start() {
   m_joinable = SSDP_CHECK(pthread_create(&m_handle, NULL, &WorkerThread::TaskLauncher, this) == 0);
   // clang-format on
   pthread_sigmask(SIG_SETMASK, &previous, nullptr);
-  if (m_joinable) return SSDP_SUCCESS;
-  m_running.store(false, std::memory_order_relaxed);
-  return SSDP_FAILURE;
+  return m_joinable ? SSDP_SUCCESS : SSDP_FAILURE;
 }
 
 SSDP_STATUS WorkerThread::Stop() {
@@ -44,6 +41,7 @@ SSDP_STATUS WorkerThread::Join() {
 
 void* WorkerThread::TaskLauncher(void* worker) {
   auto* self = static_cast<WorkerThread*>(worker);
+  self->m_running.store(true, std::memory_order_relaxed);
   self->Task();
   self->m_running.store(false, std::memory_order_release);
   return nullptr;

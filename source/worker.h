@@ -37,8 +37,8 @@ class WorkerThread {
 
   bool IsStarted() const { return m_started.load(std::memory_order_relaxed); }
 
-  // Whether there is a thread whose Task has not returned yet. Once it says no, everything that the
-  // thread did has been done.
+  // Whether the thread is inside its Task. Once it no longer is, everything that it did there has
+  // been done.
   bool IsRunning() const { return m_running.load(std::memory_order_acquire); }
 
  protected:

@@ -116,9 +116,11 @@ void Stage::Await(const std::string& promise, const std::function<bool()>& seen)
 }
 
 void Stage::Expect(const Event& event) {
-  Await(InWords(event), [&] {
-    return std::count(m_events.begin() + static_cast<long>(m_scene), m_events.end(), event) > 0;
-  });
+  Await(InWords(event), [&] { return Saw(event); });
+}
+
+bool Stage::Saw(const Event& event) const {
+  return std::count(m_events.begin() + static_cast<long>(m_scene), m_events.end(), event) > 0;
 }
 
 void Stage::TakeEvents() {
@@ -195,6 +197,8 @@ void Stage::ExpectVanished(const std::string& host, const Device& device) {
   const Event event = {host, "vanishes, no event", device.uuid, device.address, device.status};
   const size_t missing = m_missing.size();
   Await(InWords(event), [&] { return !Holds(host, device.uuid); });
+  const Event goodbye = {host, "says goodbye", device.uuid, device.address, device.status};
+  if (Saw(goodbye)) m_missing.push_back(InWords(event));
   if (m_missing.size() == missing) Show(event);
 }
 

@@ -70,6 +70,8 @@ class Stage {
   };
 
   void Await(const std::string& promise, const std::function<bool()>& seen);
+  // Whether there was such an event in this scene.
+  bool Saw(const Event& event) const;
   void TakeEvents();
   void TakeLine(const std::string& host, const std::string& line);
   void Show(const Event& event);

@@ -8,7 +8,6 @@
 #include <functional>
 #include <string>
 
-#include "inner_seam.h"
 #include "libssdp.h"
 #include "seam.h"
 
@@ -88,7 +87,7 @@ int Threads();
 // for the leak checker of the sanitizer builds.)
 class FaultTest : public testing::Test {
  protected:
-  FaultTest() : m_descriptors(OpenDescriptors()), m_threads(Threads()) {}
+  FaultTest();
   void TearDown() override;
 
   Output m_output;

@@ -136,7 +136,7 @@ class StopFaultTest : public LifecycleTest {};
 // A step that never fails, as things are; its caller looks all the same.
 TEST_P(StopFaultTest, StopsTheStop) {
   int calls = 0;
-  inner_seam::fails.stop = [&] { return calls++ == GetParam(); };
+  seam::failures.stop = [&] { return calls++ == GetParam(); };
   Host host;
   ASSERT_EQ(Initialize(), SSDP_SUCCESS);
   EXPECT_EQ(Uninitialize(), SSDP_FAILURE);
@@ -153,7 +153,7 @@ INSTANTIATE_TEST_SUITE_P(Threads, StopFaultTest, testing::Values(kListener, kHan
 TEST_F(FaultTest, AStoreThatCannotStopStopsTheStop) {
   Hurry();
   int calls = 0;
-  inner_seam::fails.store_deinit = [&] { return calls++ == 0; };
+  seam::failures.store_deinit = [&] { return calls++ == 0; };
   Host host;
   ASSERT_EQ(Initialize(), SSDP_SUCCESS);
   EXPECT_EQ(Uninitialize(), SSDP_FAILURE);

@@ -93,6 +93,48 @@ TEST_F(RegistryFaultTest, AnUnlockThatFailsChangesNoResult) {
   EXPECT_EQ(Value(), "second");
 }
 
+// Every error of either call, failing now and then: one report each, and every access is done.
+class RegistryPatternTest : public RegistryFaultTest, public testing::WithParamInterface<When> {
+ protected:
+  void ExpectAReportEach(const Fault& fault) {
+    EXPECT_GT(fault.Failures(), 0);
+    EXPECT_EQ(m_output.Count("[N] "), fault.Failures());
+    m_output.Clear();
+  }
+};
+
+TEST_P(RegistryPatternTest, IsReportedEachTime) {
+  for (const int error : {EINVAL, EAGAIN, EDEADLK, EOWNERDEAD, ENOTRECOVERABLE}) {
+    Fault fault(GetParam());
+    bool held = false;
+    seam::calls.pthread_mutex_lock = [&](pthread_mutex_t* mutex) {
+      held = !fault.Hits();
+      return held ? seam::real.pthread_mutex_lock(mutex) : error;
+    };
+    seam::calls.pthread_mutex_unlock = [&](pthread_mutex_t* mutex) {
+      return held ? seam::real.pthread_mutex_unlock(mutex) : 0;
+    };
+    for (int access = 0; access < 6; ++access) Set("second");
+    seam::Reset();
+    ExpectAReportEach(fault);
+  }
+  for (const int error : {EPERM, EINVAL, EAGAIN}) {
+    Fault fault(GetParam());
+    seam::calls.pthread_mutex_unlock = [&](pthread_mutex_t* mutex) {
+      const int status = seam::real.pthread_mutex_unlock(mutex);
+      return fault.Hits() ? error : status;
+    };
+    for (int access = 0; access < 6; ++access) Set("third");
+    seam::Reset();
+    ExpectAReportEach(fault);
+  }
+  EXPECT_EQ(Value(), "third");
+}
+
+INSTANTIATE_TEST_SUITE_P(Patterns, RegistryPatternTest,
+                         testing::Values(When::kFirst, When::kThird, When::kEvery,
+                                         When::kEveryOther));
+
 TEST_F(RegistryFaultTest, ANameIsRegisteredOnce) {
   DomainNameConfig config;
   config.m_domain_name = "second";

@@ -38,10 +38,8 @@ class StoreFaultTest : public FaultTest, public testing::WithParamInterface<Stor
       return m_armed && access == fault.access && setting == fault.setting &&
              m_calls++ == fault.call;
     };
-    inner_seam::fails.get_config = [=](const std::string& name) {
-      return fails(Access::kRead, name);
-    };
-    inner_seam::fails.set_config = [=](const std::string& name) {
+    seam::failures.get_config = [=](const std::string& name) { return fails(Access::kRead, name); };
+    seam::failures.set_config = [=](const std::string& name) {
       return fails(Access::kWrite, name);
     };
     seam::calls.sendto = [this](int fd, const void* data, size_t size, int flags,
@@ -277,7 +275,7 @@ TEST_F(FaultTest, AReceiverWithoutSearchTargetEnds) {
   Hurry();
   std::atomic<bool> armed{false};
   std::atomic<int> failures{0};
-  inner_seam::fails.get_config = [&](const std::string& name) {
+  seam::failures.get_config = [&](const std::string& name) {
     if (!armed || name != "ssdp_config_search_target") return false;
     ++failures;
     return true;
@@ -312,7 +310,7 @@ TEST_F(FaultTest, AReceiverWithoutSearchTargetEnds) {
 TEST_F(FaultTest, AnAnnouncementWithoutTimeOutIsSkipped) {
   Hurry();
   Fault fault(When::kFirst);
-  inner_seam::fails.get_config = [&](const std::string& name) {
+  seam::failures.get_config = [&](const std::string& name) {
     return name == "ssdp_config_notify_timeout" && fault.Hits();
   };
   Host host(true);
@@ -326,13 +324,13 @@ TEST_F(FaultTest, AnAnnouncementWithoutTimeOutIsSkipped) {
 
 // The host's own accesses.
 TEST_F(FaultTest, ASetterThatFailsSaysSo) {
-  inner_seam::fails.set_config = [](const std::string& name) { return name == "ssdp_config_uuid"; };
+  seam::failures.set_config = [](const std::string& name) { return name == "ssdp_config_uuid"; };
   Host host;  // its SetUUID fails
   EXPECT_EQ(SetUUID("lamp"), SSDP_FAILURE);
   const std::string line =
       Line("SetConfig", "m_ssdpstore->SetConfig(name, config) == SSDP_SUCCESS", kService);
   EXPECT_EQ(m_output.Text(), line + line);
-  inner_seam::Reset();
+  seam::Reset();
   std::string uuid = "unchanged";
   EXPECT_EQ(GetUUID(uuid), SSDP_SUCCESS);
   EXPECT_EQ(uuid, "");
@@ -342,13 +340,13 @@ TEST_F(FaultTest, ASetterThatFailsSaysSo) {
 
 TEST_F(FaultTest, AGetterThatFailsSaysSoAndGivesTheDefault) {
   Host host;
-  inner_seam::fails.get_config = [](const std::string& name) { return name == "ssdp_config_uuid"; };
+  seam::failures.get_config = [](const std::string& name) { return name == "ssdp_config_uuid"; };
   std::string uuid = "unchanged";
   EXPECT_EQ(GetUUID(uuid), SSDP_FAILURE);
   EXPECT_EQ(uuid, "");
   EXPECT_EQ(m_output.Text(),
             Line("GetConfig", "m_ssdpstore->GetConfig(name, config) == SSDP_SUCCESS", kService));
-  inner_seam::Reset();
+  seam::Reset();
   ASSERT_EQ(Initialize(), SSDP_SUCCESS);
   EXPECT_EQ(Uninitialize(), SSDP_SUCCESS);
 }

@@ -43,6 +43,10 @@ void FailEvery(unsigned k) {
   failures = 0;
 }
 
+bool MayFail() {
+  return every != 0;
+}
+
 unsigned Failures() {
   return failures;
 }

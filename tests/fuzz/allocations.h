@@ -9,6 +9,7 @@ namespace allocations {
 // Every `k`-th counted allocation fails from here on; none when `k` is 0.
 void FailEvery(unsigned k);
 
+bool MayFail();       // k isn't 0
 unsigned Failures();  // since the last FailEvery
 
 class Counted {

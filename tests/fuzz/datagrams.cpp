@@ -9,8 +9,8 @@
 namespace fuzz {
 
 uint32_t Hash(const std::string& input) {
-  uint32_t hash = 2166136261u;  // FNV-1a
-  for (const char byte : input) hash = (hash ^ static_cast<uint8_t>(byte)) * 16777619u;
+  uint32_t hash = 2166136261U;  // FNV-1a
+  for (const char byte : input) hash = (hash ^ static_cast<uint8_t>(byte)) * 16777619U;
   return hash;
 }
 

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "lines.h"
 
-#include <cstdio>
 #include <cstdlib>
+#include <iostream>
 
 namespace fuzz {
 
@@ -13,8 +13,9 @@ std::string Text(const libSSDP::DeviceInfo& record) {
 
 std::string Event(unsigned event, const libSSDP::DeviceInfo* old,
                   const libSSDP::DeviceInfo* new_device, size_t count) {
-  return "event " + std::to_string(event) + ", old " + (old ? Text(*old) : "none") + ", new " +
-         (new_device ? Text(*new_device) : "none") + ", locks " + std::to_string(count);
+  return "event " + std::to_string(event) + ", old " + (old != nullptr ? Text(*old) : "none") +
+         ", new " + (new_device != nullptr ? Text(*new_device) : "none") + ", locks " +
+         std::to_string(count);
 }
 
 std::string Waits(int64_t milliseconds) {
@@ -33,25 +34,28 @@ std::string Dotted(uint32_t address) {
 }
 
 std::string Printable(const std::string& bytes) {
+  constexpr char digits[] = "0123456789abcdef";
   std::string text;
   for (const char byte : bytes) {
-    char hex[8];
-    std::snprintf(hex, sizeof(hex), "\\x%02x", static_cast<unsigned char>(byte));
-    text += byte >= ' ' && byte <= '~' ? std::string(1, byte) : hex;
+    const auto number = static_cast<unsigned char>(byte);
+    if (byte >= ' ' && byte <= '~')
+      text += byte;
+    else
+      text += {'\\', 'x', digits[number / 16], digits[number % 16]};
   }
   return text;
 }
 
 void RequireSame(const Lines& seen, const Lines& expected) {
   if (seen == expected) return;
-  for (const auto& line : seen) std::fprintf(stderr, "seen:     %s\n", Printable(line).c_str());
-  for (const auto& line : expected) std::fprintf(stderr, "expected: %s\n", Printable(line).c_str());
+  for (const auto& line : seen) std::cerr << "seen:     " << Printable(line) << "\n";
+  for (const auto& line : expected) std::cerr << "expected: " << Printable(line) << "\n";
   std::abort();
 }
 
 void Require(bool holds, const char* what) {
   if (holds) return;
-  std::fprintf(stderr, "does not hold: %s\n", what);
+  std::cerr << "does not hold: " << what << "\n";
   std::abort();
 }
 

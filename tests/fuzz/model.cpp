@@ -87,17 +87,27 @@ bool Model::Announce(const std::string& nts) {
       Insert(message, "NTS: ", nts) &&
       Insert(message, "Cache-Control: max-age=", std::to_string(settings.notify_timeout)) &&
       Insert(message, "Status: ", settings.status) && Insert(message, "USN: uuid:", settings.uuid);
-  if (!composed || message.size() > 65507) return false;
-  m_log.push_back(Sends("unicast", "239.255.255.250", 1900, message));
-  return true;
+  return composed && Send("unicast", "239.255.255.250", 1900, message);
 }
 
 bool Model::Search() {
   std::string message = templates.msearch;
-  if (!Insert(message, "MX: ", std::to_string(settings.search_timeout))) return false;
-  if (message.size() > 65507) return false;
-  m_log.push_back(Sends("unicast", "239.255.255.250", 1900, message));
+  return Insert(message, "MX: ", std::to_string(settings.search_timeout)) &&
+         Send("unicast", "239.255.255.250", 1900, message);
+}
+
+bool Model::Send(const char* socket, const std::string& address, unsigned port,
+                 const std::string& message) {
+  if (m_chance.sends_fail || message.size() > 65507) return false;
+  m_log.push_back(Sends(socket, address, port, message));
   return true;
+}
+
+// Under the table's lock, where there is a device.
+void Model::Tell(unsigned event, const DeviceInfo* old, const DeviceInfo* new_device) {
+  m_log.push_back(Event(event, old, new_device, new_device != nullptr ? 1 : 0));
+  if (m_chance.host_calls) Announce("ssdp:alive");
+  if (m_chance.host_throws) throw std::runtime_error("the host's");
 }
 
 void Model::HearGroup(const Arrival& arrival) {
@@ -136,15 +146,15 @@ void Model::Answer(const std::string& text, const Arrival& arrival) {
   if (!composed) return;
 
   m_log.push_back(Waits(m_chance.random % std::abs(Number(mx) * int64_t{1000})));
-  m_log.push_back(Event(8, nullptr, nullptr, 0));
-  if (m_chance.host_throws) throw std::runtime_error("the host's");
-  if (message.size() > 65507) return;
-  m_log.push_back(Sends("group", Dotted(arrival.address), arrival.port, message));
+  Tell(8, nullptr, nullptr);
+  Send("group", Dotted(arrival.address), arrival.port, message);
 }
 
 bool Model::Read(const std::string& text, bool short_status_is_empty, const Arrival& arrival,
                  DeviceInfo& device) const {
-  std::string max_age, status, uuid;
+  std::string max_age;
+  std::string status;
+  std::string uuid;
   if (!Behind(text, "Cache-Control: max-age=", max_age) || !Behind(text, "Status: ", status) ||
       !Behind(text, "USN: uuid:", uuid))
     return false;
@@ -166,15 +176,13 @@ void Model::Alive(const DeviceInfo& device) {
   DeviceInfo& stored = known ? table[device.m_uuid] : (table[device.m_uuid] = device);
   stored.m_expiry = device.m_expiry;
   const bool moved = stored.m_address != device.m_address;
-  m_log.push_back(Event(!known ? 1 : moved ? 4 : 0, &stored, &device, 1));
-  if (m_chance.host_throws) throw std::runtime_error("the host's");
+  Tell(!known ? 1 : moved ? 4 : 0, &stored, &device);
   stored = device;
 }
 
 void Model::Gone(const DeviceInfo& device) {
   table.erase(device.m_uuid);
-  m_log.push_back(Event(2, nullptr, &device, 1));
-  if (m_chance.host_throws) throw std::runtime_error("the host's");
+  Tell(2, nullptr, &device);
 }
 
 bool Model::IsAnnounceDue(int64_t last) const {
@@ -183,8 +191,10 @@ bool Model::IsAnnounceDue(int64_t last) const {
 
 void Model::Pass(bool announces) {
   if (announces) Announce("ssdp:alive");
+  // The field's limit means "as long as I can tell".
+  const int64_t limit = std::min<int64_t>(m_chance.now, std::numeric_limits<int32_t>::max());
   for (auto entry = table.begin(); entry != table.end();)
-    entry = entry->second.m_expiry < m_chance.now ? table.erase(entry) : std::next(entry);
+    entry = entry->second.m_expiry < limit ? table.erase(entry) : std::next(entry);
 }
 
 Lines Model::Happened() {

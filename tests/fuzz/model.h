@@ -52,6 +52,9 @@ class Model {
   Lines Happened();
 
  private:
+  bool Send(const char* socket, const std::string& address, unsigned port,
+            const std::string& message);
+  void Tell(unsigned event, const libSSDP::DeviceInfo* old, const libSSDP::DeviceInfo* new_device);
   void Answer(const std::string& text, const Arrival& arrival);
   bool Read(const std::string& text, bool short_status_is_empty, const Arrival& arrival,
             libSSDP::DeviceInfo& device) const;

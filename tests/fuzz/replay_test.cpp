@@ -5,6 +5,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <iostream>
 #include <iterator>
 
 #include "allocations.h"
@@ -31,7 +32,7 @@ class Replay : public testing::TestWithParam<Target> {
     for (const auto& file :
          std::filesystem::directory_iterator(std::filesystem::path(CORPUS) / GetParam().name)) {
       std::ifstream stream(file.path(), std::ios::binary);
-      std::fprintf(stderr, "%s\n", file.path().filename().c_str());
+      std::cerr << file.path().filename().string() << "\n";
       run(std::string(std::istreambuf_iterator<char>(stream), {}));
       ++count;
     }

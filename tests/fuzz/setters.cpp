@@ -44,11 +44,11 @@ struct Settings Take(Reader& reader) {
 
 // The four that only the store sets, now to anything at all.
 void TakeTemplates(Reader& reader, Templates& templates) {
-  using namespace libSSDP;
-  Store(&SearchTargetConfig::m_search_target, reader.Until('\xff'), templates.target);
-  Store(&MSearchHeaderConfig::m_msearch_header, reader.Until('\xff'), templates.msearch);
-  Store(&NotifyHeaderConfig::m_notify_header, reader.Until('\xff'), templates.notify);
-  Store(&ResponseHeaderConfig::m_response_header, reader.Until('\xff'), templates.response);
+  Store(&libSSDP::SearchTargetConfig::m_search_target, reader.Until('\xff'), templates.target);
+  Store(&libSSDP::MSearchHeaderConfig::m_msearch_header, reader.Until('\xff'), templates.msearch);
+  Store(&libSSDP::NotifyHeaderConfig::m_notify_header, reader.Until('\xff'), templates.notify);
+  Store(&libSSDP::ResponseHeaderConfig::m_response_header, reader.Until('\xff'),
+        templates.response);
 }
 
 // A host's call that sends: it fails when and only when nothing leaves.

@@ -25,12 +25,12 @@ class Reader {
   bool AtEnd() const { return m_at >= m_input.size(); }
   uint8_t Byte() { return AtEnd() ? uint8_t{0} : static_cast<uint8_t>(m_input[m_at++]); }
   std::string Bytes(size_t count) {
-    const std::string bytes = m_input.substr(std::min(m_at, m_input.size()), count);
+    std::string bytes = m_input.substr(std::min(m_at, m_input.size()), count);
     m_at += bytes.size();
     return bytes;
   }
   std::string Until(char end) {
-    const std::string bytes = Bytes(m_input.find(end, std::min(m_at, m_input.size())) - m_at);
+    std::string bytes = Bytes(m_input.find(end, std::min(m_at, m_input.size())) - m_at);
     Byte();
     return bytes;
   }

@@ -82,7 +82,7 @@ void World::HookSockets() {
                 *reinterpret_cast<const sockaddr_in*>(to));
   };
   seam::calls.recvfrom = [this](int fd, void* data, size_t size, int, sockaddr* from,
-                                socklen_t* length) {
+                                socklen_t* length) {  // NOLINT: as the system
     Require(fd == (m_running == m_listener ? m_group : m_unicast), "each loop has its socket");
     Require(*length == sizeof(sockaddr_in), "the sender's address fits");
     return Receive(static_cast<char*>(data), size, reinterpret_cast<sockaddr_in*>(from));
@@ -151,7 +151,7 @@ void World::HookClock() {
 ssize_t World::Send(int fd, const char* data, size_t size, const sockaddr_in& to) {
   const Paused unlimited;
   Require(m_open.count(fd) == 1, "only an open socket sends");
-  if (size > 65507) {  // more than fits into one datagram
+  if (m_chance.sends_fail || size > 65507) {  // 65507 is what fits into one datagram
     errno = EMSGSIZE;
     return -1;
   }
@@ -171,7 +171,7 @@ ssize_t World::Receive(char* data, size_t size, sockaddr_in* from) {
     return -1;
   }
   const size_t received = std::min(size, arrival->bytes.size());
-  std::memcpy(data, arrival->bytes.data(), received);
+  std::copy_n(arrival->bytes.data(), received, data);
   from->sin_family = AF_INET;
   from->sin_addr.s_addr = htonl(arrival->address);
   from->sin_port = htons(arrival->port);
@@ -183,6 +183,7 @@ void World::OnEvent(const libSSDP::DeviceInfo* old, libSSDP::DeviceInfo* new_dev
   const Paused unlimited;
   auto* self = static_cast<World*>(world);
   self->m_log.push_back(Event(event, old, new_device, self->m_held.size()));
+  if (self->m_chance.host_calls) libSSDP::Announce();
   if (self->m_chance.host_throws) throw std::runtime_error("the host's");
 }
 
@@ -223,6 +224,19 @@ std::map<std::string, libSSDP::DeviceInfo> World::Devices() const {
   std::map<std::string, libSSDP::DeviceInfo> devices;
   for (const auto& [uuid, record] : borrowed) devices[uuid] = *record;
   return devices;
+}
+
+bool World::HasDevices(const std::map<std::string, libSSDP::DeviceInfo>& devices) const {
+  std::map<std::string, libSSDP::DeviceInfo*> borrowed;
+  libSSDP::GetDevices(borrowed);
+  return std::equal(borrowed.begin(), borrowed.end(), devices.begin(), devices.end(),
+                    [](const auto& one, const auto& other) {
+                      const libSSDP::DeviceInfo& a = *one.second;
+                      const libSSDP::DeviceInfo& b = other.second;
+                      return one.first == other.first && a.m_uuid == b.m_uuid &&
+                             a.m_expiry == b.m_expiry && a.m_address == b.m_address &&
+                             a.m_status == b.m_status;
+                    });
 }
 
 }  // namespace fuzz

@@ -22,6 +22,8 @@ struct Chance {
   int64_t now = 1000;        // the clock's second
   int microsecond = 0;       // and its fraction
   int random = 0;            // the next of rand()
+  bool sends_fail = false;   // no datagram leaves
+  bool host_calls = false;   // the host's callback announces
   bool host_throws = false;  // the host's callback lets an exception out
 };
 
@@ -57,6 +59,7 @@ class World {
   unsigned ClockReads() const { return m_clock_reads; }
 
   std::map<std::string, libSSDP::DeviceInfo> Devices() const;
+  bool HasDevices(const std::map<std::string, libSSDP::DeviceInfo>& devices) const;
 
  private:
   static void OnEvent(const libSSDP::DeviceInfo* old, libSSDP::DeviceInfo* new_device,

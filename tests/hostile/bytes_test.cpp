@@ -157,6 +157,7 @@ Cases NastyCases(const std::string& text, const std::string& target_header) {
   Cases cases;
   for (const auto& [name, bytes] : kNasty) {
     const std::string nasty = bytes;
+    const std::string ours = target_header + kTarget;
     cases.push_back({std::string(name) + "InTheUuid", With(text, "uuid:1234", "uuid:" + nasty),
                      Added(Record(nasty, 2800, "on"))});
     cases.push_back({std::string(name) + "InTheStatus",
@@ -165,11 +166,10 @@ Cases NastyCases(const std::string& text, const std::string& target_header) {
     cases.push_back({std::string(name) + "AsTheMaxAge",
                      With(text, "max-age=1800", "max-age=" + nasty),
                      Added(Record("1234", 1000, "on"))});
-    cases.push_back({std::string(name) + "BehindTheTarget",
-                     With(text, target_header + kTarget, target_header + kTarget + nasty),
-                     Added(Usual())});
-    cases.push_back({std::string(name) + "AsTheTarget",
-                     With(text, target_header + kTarget, target_header + nasty), kNothing});
+    cases.push_back(
+        {std::string(name) + "BehindTheTarget", With(text, ours, ours + nasty), Added(Usual())});
+    cases.push_back(
+        {std::string(name) + "AsTheTarget", With(text, ours, target_header + nasty), kNothing});
   }
   return cases;
 }

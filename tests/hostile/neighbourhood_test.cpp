@@ -38,11 +38,13 @@ class Neighbourhood : public testing::TestWithParam<Form> {
  protected:
   // Sends `texts` to a fresh service, at both sockets, each followed by a valid message.
   static void Send(const std::vector<std::string>& texts) {
-    const Arrival alive = fuzz::ValidNotify("valid"), reply = fuzz::ValidReply("valid");
+    const Arrival alive = fuzz::ValidNotify("valid");
+    const Arrival reply = fuzz::ValidReply("valid");
     fuzz::Trial trial;
     trial.chance.random = 1234567;
     trial.judges_tables = false;
-    fuzz::Trial::Arrivals group, unicast;
+    fuzz::Trial::Arrivals group;
+    fuzz::Trial::Arrivals unicast;
     for (const auto& text : texts) {
       group.insert(group.end(), {{text}, alive});
       unicast.insert(unicast.end(), {{text}, reply});
@@ -52,7 +54,7 @@ class Neighbourhood : public testing::TestWithParam<Form> {
     trial.judges_tables = true;
     trial.Judge();
     EXPECT_GE(trial.happened, 2 * texts.size());  // the valid ones at the least
-    EXPECT_EQ(trial.world.Devices().count("valid"), 1u);
+    EXPECT_EQ(trial.world.Devices().count("valid"), 1U);
   }
 };
 
@@ -95,7 +97,9 @@ TEST_P(Neighbourhood, EachPairOfLinesExchangedDoubledAndDropped) {
   std::vector<std::string> texts;
   for (size_t i = 0; i < lines.size(); ++i) {
     for (size_t j = i; j < lines.size(); ++j) {
-      std::vector<std::string> exchanged = lines, doubled = lines, dropped = lines;
+      std::vector<std::string> exchanged = lines;
+      std::vector<std::string> doubled = lines;
+      std::vector<std::string> dropped = lines;
       std::swap(exchanged[i], exchanged[j]);
       for (const size_t at : {i, j}) doubled[at] += lines[at];
       for (const size_t at : {i, j}) dropped[at] = "";

@@ -19,7 +19,8 @@ TEST(Sequence, AByebyeForADeviceNeverSeenIsReportedAndLeavesNothing) {
 
 TEST(Sequence, ASecondSenderTakesOverAUuid) {
   Device device;
-  const DeviceInfo first = Usual(), second = From("10.0.0.1");
+  const DeviceInfo first = Usual();
+  const DeviceInfo second = From("10.0.0.1");
   EXPECT_EQ(device.Group({{kAlive}, {kAlive, 0x0A000001, 1}}),
             Added(first) + Lines{Event(4, &first, &second, 1)});
   EXPECT_EQ(device.world.Devices().at("1234").m_address, "10.0.0.1");
@@ -43,15 +44,25 @@ TEST(Sequence, AnAgeInThePastIsStoredUntilTheNextSweep) {
   Device device;
   const std::string past = With(kAlive, "1800", "-1");
   EXPECT_EQ(device.Group({{past}}), Added(Record("1234", 999, "on")));
-  EXPECT_EQ(device.world.Devices().size(), 1u);
+  EXPECT_EQ(device.world.Devices().size(), 1U);
   device.world.Serve([] { return false; });
   EXPECT_TRUE(device.world.Devices().empty());
+}
+
+// The field's limit is no moment: it means "as long as I can tell", after that moment too.
+TEST(Sequence, AnAgeBeyondTheFieldIsKeptFromThenOn) {
+  Device device;
+  EXPECT_EQ(device.Group({{With(kAlive, "1800", "2147483647")}}),
+            Added(Record("1234", 2147483647, "on")));
+  device.chance.now = int64_t{1} << 40;
+  device.world.Serve([] { return false; });
+  EXPECT_EQ(device.world.Devices().size(), 1U);
 }
 
 TEST(Sequence, OurOwnAnnouncementIsAPeersAnnouncement) {
   Device device;
   const std::string own = With(kAlive, "uuid:1234", "uuid:own");
-  EXPECT_EQ(device.Group({{own, 0x0A4D0001, 1900}}).size(), 1u);
+  EXPECT_EQ(device.Group({{own, 0x0A4D0001, 1900}}).size(), 1U);
   EXPECT_EQ(device.world.Devices().at("own").m_address, "10.77.0.1");
 }
 
@@ -66,7 +77,8 @@ TEST(Sequence, AnAnswerToOurOwnAddressEndsThere) {
 TEST(Sequence, AddressesAtTheLimitsAreTakenAsTheyAre) {
   Device device;
   EXPECT_EQ(device.Group({{kAlive, 0, 0}}), Added(From("0.0.0.0")));
-  const DeviceInfo before = From("0.0.0.0"), now = From("255.255.255.255");
+  const DeviceInfo before = From("0.0.0.0");
+  const DeviceInfo now = From("255.255.255.255");
   EXPECT_EQ(device.Group({{kAlive, 0xFFFFFFFF, 65535}}), Lines{Event(4, &before, &now, 1)});
 }
 
@@ -84,10 +96,11 @@ TEST(Sequence, AUuidOf450BytesIsTaken) {
 
 TEST(Sequence, TenThousandForgedDevicesAreAllTaken) {
   Device device;
-  std::vector<Arrival> arrivals;
-  for (int i = 0; i < 10000; ++i) arrivals.push_back({With(kAlive, "1234", std::to_string(i))});
-  EXPECT_EQ(device.Group(arrivals).size(), 10000u);
-  EXPECT_EQ(device.world.Devices().size(), 10000u);
+  std::vector<Arrival> arrivals(10000);
+  for (size_t i = 0; i < arrivals.size(); ++i)
+    arrivals[i].bytes = With(kAlive, "1234", std::to_string(i));
+  EXPECT_EQ(device.Group(arrivals).size(), 10000U);
+  EXPECT_EQ(device.world.Devices().size(), 10000U);
   device.chance.now = 2801;
   device.world.Serve([] { return false; });
   EXPECT_TRUE(device.world.Devices().empty());

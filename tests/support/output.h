@@ -15,6 +15,9 @@ std::string OutputOf(const std::function<void()>& run);
 // The same with the line numbers left in.
 std::string RawOutputOf(const std::function<void()>& run);
 
+// `text` with the number at the beginning of every failure line, "[123] ", replaced by `mask`.
+std::string MaskLineNumbers(const std::string& text, const std::string& mask);
+
 }  // namespace support
 
 #endif

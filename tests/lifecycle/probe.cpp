@@ -1,0 +1,174 @@
+// SPDX-License-Identifier: MIT
+#include "probe.h"
+
+#include <dirent.h>
+#include <malloc.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <new>
+#include <thread>
+#include <vector>
+
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#define SANITIZED true
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
+#define SANITIZED true
+#endif
+#endif
+#ifdef SANITIZED
+// From sanitizer/allocator_interface.h, which Debian's g++ comes without.
+extern "C" size_t __sanitizer_get_current_allocated_bytes();
+#else
+#define SANITIZED false
+#endif
+
+namespace {
+
+std::vector<std::string> Entries(const char* directory) {
+  std::vector<std::string> names;
+  DIR* handle = opendir(directory);
+  if (handle == nullptr) return names;
+  while (const dirent* entry = readdir(handle))
+    if (entry->d_name[0] != '.') names.push_back(entry->d_name);
+  closedir(handle);
+  return names;
+}
+
+}  // namespace
+
+#if SANITIZED
+size_t probe::LiveBlocks() {
+  return 0;
+}
+
+size_t probe::LiveBytes() {
+  return __sanitizer_get_current_allocated_bytes();
+}
+#else
+namespace {
+
+std::atomic<size_t> live_blocks{0};
+std::atomic<size_t> live_bytes{0};
+
+void* Counted(size_t size) {
+  void* block = std::malloc(size == 0 ? 1 : size);
+  if (block == nullptr) throw std::bad_alloc();
+  live_blocks.fetch_add(1, std::memory_order_relaxed);
+  live_bytes.fetch_add(malloc_usable_size(block), std::memory_order_relaxed);
+  return block;
+}
+
+void Uncounted(void* block) {
+  if (block == nullptr) return;
+  live_blocks.fetch_sub(1, std::memory_order_relaxed);
+  live_bytes.fetch_sub(malloc_usable_size(block), std::memory_order_relaxed);
+  std::free(block);
+}
+
+}  // namespace
+
+// The program's own, so that every allocation of the library is counted: exact, where the system's
+// figures come in pages and caches. The other forms end in these two.
+void* operator new(size_t size) {
+  return Counted(size);
+}
+void operator delete(void* block) noexcept {
+  Uncounted(block);
+}
+void operator delete(void* block, size_t) noexcept {
+  Uncounted(block);
+}
+
+size_t probe::LiveBlocks() {
+  return live_blocks;
+}
+
+size_t probe::LiveBytes() {
+  return live_bytes;
+}
+#endif
+
+namespace probe {
+
+bool Await(const std::function<bool()>& condition) {
+  const double deadline = Now() + 60;
+  while (!condition()) {
+    if (Now() > deadline) return false;
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+  return true;
+}
+
+int Scaled(const char* what, int full) {
+  const char* given = std::getenv("LIBSSDP_LIFECYCLE_DIVISOR");
+  const int divisor = given != nullptr ? std::max(1, std::atoi(given)) : SANITIZED ? 20 : 1;
+  const int count = std::max(1, full / divisor);
+  std::printf("%s: %d\n", what, count);
+  return count;
+}
+
+double Now() {
+  return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
+}
+
+size_t Threads() {
+  return Entries("/proc/self/task").size();
+}
+
+// Without pipes, of which the library has none: a sanitizer keeps two to its symbolizer from the
+// moment that it first needs one, be it for a report that is suppressed.
+size_t Descriptors() {
+  size_t count = 0;
+  for (const std::string& name : Entries("/proc/self/fd")) {
+    char target[5] = "";
+    if (readlink(("/proc/self/fd/" + name).c_str(), target, 4) != 4 ||
+        std::string(target) != "pipe")
+      ++count;
+  }
+  return count;
+}
+
+std::set<std::string> Sockets() {
+  std::set<std::string> sockets;
+  for (const std::string& name : Entries("/proc/self/fd")) {
+    char target[64];
+    const ssize_t length = readlink(("/proc/self/fd/" + name).c_str(), target, sizeof(target));
+    const std::string text(target, length > 0 ? static_cast<size_t>(length) : 0);
+    if (text.rfind("socket:", 0) == 0) sockets.insert(text);
+  }
+  return sockets;
+}
+
+size_t MallocBytes() {
+  return SANITIZED ? 0 : mallinfo2().uordblks;
+}
+
+std::string ThreadName(const char* thread) {
+  std::ifstream file("/proc/self/task/" + std::string(thread) + "/comm");
+  std::string name;
+  std::getline(file, name);
+  return name;
+}
+
+Held HeldNow() {
+  return {Threads(), Descriptors(), LiveBlocks(), LiveBytes()};
+}
+
+std::ostream& operator<<(std::ostream& out, const Held& held) {
+  return out << held.threads << " threads, " << held.descriptors << " descriptors, " << held.blocks
+             << " blocks, " << held.bytes << " bytes";
+}
+
+bool ComesBackTo(const Held& before) {
+  Await([&] { return Threads() <= before.threads; });
+  return HeldNow() == before;
+}
+
+}  // namespace probe
