@@ -9,7 +9,8 @@
 #include "libssdp.h"
 
 // Text only: bytes and "now" in, values out. Nothing here knows sockets, locks or clocks. Messages
-// are searched whole, never line by line, case-sensitively and for the first occurrence.
+// end in a NUL, and a view of one holds all that comes before it. They are searched whole, never
+// line by line, case-sensitively and for the first occurrence.
 namespace libSSDP {
 
 // Inserts `value` right behind the first `marker` in `text`, searching from its start. A text
@@ -37,7 +38,8 @@ enum class ShortStatus { kReadAsEmpty, kReject };
 // Fills a peer's record from a NOTIFY or a search reply that arrived at second `now`, all but its
 // address. The expiry ends at int32_t's limits instead of wrapping. False, with `device` in an
 // unspecified state, when the message lacks a part of the record.
-bool ReadDevice(const char* text, int64_t now, ShortStatus short_status, DeviceInfo& device);
+bool ReadDevice(std::string_view message, int64_t now, ShortStatus short_status,
+                DeviceInfo& device);
 
 }  // namespace libSSDP
 

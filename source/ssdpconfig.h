@@ -12,38 +12,29 @@
 #include "mutex.h"
 #include "report.h"
 
-// Texts are made before every other global object of the program and destroyed after them: a host
-// that links us statically may use us in a constructor of its own, and our threads may outlive
-// main.
-#if defined(__APPLE__)
-#define SSDP_CONSTANT inline const
-#else
-#define SSDP_CONSTANT __attribute__((init_priority(101))) inline const
-#endif
-
 namespace libSSDP {
 
-// Protocol constants. Inline, so that the program has one of each, initialised before everything
-// that is defined below an #include of this header.
-SSDP_CONSTANT std::string SSDP_GROUP = "239.255.255.250";
-SSDP_CONSTANT std::string MSEARCH_START_LINE = "M-SEARCH * HTTP/1.1\r\n";
-SSDP_CONSTANT std::string NOTIFY_START_LINE = "NOTIFY * HTTP/1.1\r\n";
-SSDP_CONSTANT std::string RESPONSE_START_LINE = "HTTP/1.1 200 OK\r\n";
+// Protocol constants. Defined, with the message templates that begin with some of them, in
+// ssdpstorage.cpp.
+extern const std::string SSDP_GROUP;           // "239.255.255.250"
+extern const std::string MSEARCH_START_LINE;   // "M-SEARCH * HTTP/1.1\r\n"
+extern const std::string NOTIFY_START_LINE;    // "NOTIFY * HTTP/1.1\r\n"
+extern const std::string RESPONSE_START_LINE;  // "HTTP/1.1 200 OK\r\n"
 
-SSDP_CONSTANT std::string SSDP_CONFIG_NETWORK_INTERFACE = "ssdp_config_network_interface";
-SSDP_CONSTANT std::string SSDP_CONFIG_DOMAIN_NAME = "ssdp_config_domain_name";
-SSDP_CONSTANT std::string SSDP_CONFIG_DEVICE_TYPE = "ssdp_config_device_type";
-SSDP_CONSTANT std::string SSDP_CONFIG_VERSION = "ssdp_config_version";
-SSDP_CONSTANT std::string SSDP_CONFIG_USER_AGENT = "ssdp_config_user_agent";
-SSDP_CONSTANT std::string SSDP_CONFIG_SERVER_INFO = "ssdp_config_server_info";
-SSDP_CONSTANT std::string SSDP_CONFIG_MSEARCH_HEADER = "ssdp_config_msearch_header";
-SSDP_CONSTANT std::string SSDP_CONFIG_NOTIFY_HEADER = "ssdp_config_notify_header";
-SSDP_CONSTANT std::string SSDP_CONFIG_RESPONSE_HEADER = "ssdp_config_response_header";
-SSDP_CONSTANT std::string SSDP_CONFIG_SEARCH_TARGET = "ssdp_config_search_target";
-SSDP_CONSTANT std::string SSDP_CONFIG_STATUS = "ssdp_config_status";
-SSDP_CONSTANT std::string SSDP_CONFIG_UUID = "ssdp_config_uuid";
-SSDP_CONSTANT std::string SSDP_CONFIG_MSEARCH_TIMEOUT = "ssdp_config_msearch_timeout";
-SSDP_CONSTANT std::string SSDP_CONFIG_NOTIFY_TIMEOUT = "ssdp_config_notify_timeout";
+extern const std::string SSDP_CONFIG_NETWORK_INTERFACE;
+extern const std::string SSDP_CONFIG_DOMAIN_NAME;
+extern const std::string SSDP_CONFIG_DEVICE_TYPE;
+extern const std::string SSDP_CONFIG_VERSION;
+extern const std::string SSDP_CONFIG_USER_AGENT;
+extern const std::string SSDP_CONFIG_SERVER_INFO;
+extern const std::string SSDP_CONFIG_MSEARCH_HEADER;
+extern const std::string SSDP_CONFIG_NOTIFY_HEADER;
+extern const std::string SSDP_CONFIG_RESPONSE_HEADER;
+extern const std::string SSDP_CONFIG_SEARCH_TARGET;
+extern const std::string SSDP_CONFIG_STATUS;
+extern const std::string SSDP_CONFIG_UUID;
+extern const std::string SSDP_CONFIG_MSEARCH_TIMEOUT;
+extern const std::string SSDP_CONFIG_NOTIFY_TIMEOUT;
 
 // One setting: the name under which the registry keeps it and, in a derived class, one value.
 // Assignment copies the name as well as the value; the registry relies on that, for it copies whole
@@ -214,12 +205,9 @@ class SSDPConfigMap {
 
   // Stores a copy of `config` under `name`. A name that is taken keeps its first value.
   template <typename T>
-  SSDP_STATUS RegisterConfig(const std::string& name, const T& config) NO_THREAD_SAFETY_ANALYSIS {
-    if (!SSDP_CHECK(m_configholder_map.find(name) == m_configholder_map.end())) return SSDP_FAILURE;
-    auto holder = std::make_unique<SSDPConfigHolder<T>>(config);
-    m_configholder_map.emplace(name, holder.get());
-    static_cast<void>(holder.release());  // the map's now
-    return SSDP_SUCCESS;
+  SSDP_STATUS RegisterConfig(const std::string& name, const T& config) {
+    std::unique_ptr<SSDPConfigHolderBase> holder = std::make_unique<SSDPConfigHolder<T>>(config);
+    return RegisterConfig(name, std::move(holder));
   }
 
   // Both look `name` up; the name inside `config` isn't consulted. An unknown name is a programming
@@ -228,6 +216,16 @@ class SSDPConfigMap {
   SSDP_STATUS GetConfig(const std::string& name, SSDPConfig& config);
 
  private:
+  // What is the same for every class, once for all fourteen.
+  SSDP_STATUS RegisterConfig(const std::string& name,
+                             std::unique_ptr<SSDPConfigHolderBase>&& holder)
+      NO_THREAD_SAFETY_ANALYSIS {
+    if (!SSDP_CHECK(m_configholder_map.find(name) == m_configholder_map.end())) return SSDP_FAILURE;
+    m_configholder_map.emplace(name, holder.get());
+    static_cast<void>(holder.release());  // the map's now
+    return SSDP_SUCCESS;
+  }
+
   std::map<std::string, SSDPConfigHolderBase*> m_configholder_map GUARDED_BY(m_mutex);  // owned
   Mutex m_mutex;
 };

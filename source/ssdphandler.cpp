@@ -103,7 +103,7 @@ int SSDPHandler::Task() {
   while (IsStarted()) {
     Receive(datagram);
     try {
-      SearchTargetConfig sconfig;
+      SearchTargetConfig& sconfig = m_search_target;
       if (!SSDP_CHECK(m_ssdpstore->GetConfig(sconfig.m_name, sconfig) == SSDP_SUCCESS))
         return SSDP_FAILURE;
       ProcessResponse(datagram, sconfig.m_search_target);
@@ -117,12 +117,13 @@ int SSDPHandler::Task() {
 
 // The search target is the only filter: neither the start line nor the sender is looked at.
 void SSDPHandler::ProcessResponse(const Datagram& datagram, const std::string& search_target) {
-  if (!ContainsHeader(datagram.text, "ST: ", search_target)) return;
+  const std::string_view text = datagram.text;  // measured once
+  if (!ContainsHeader(text, "ST: ", search_target)) return;
 
   struct timeval now = {};
   gettimeofday(&now, nullptr);
   DeviceInfo device;
-  if (!ReadDevice(datagram.text, now.tv_sec, ShortStatus::kReadAsEmpty, device)) return;
+  if (!ReadDevice(text, now.tv_sec, ShortStatus::kReadAsEmpty, device)) return;
   device.m_address = AddressText(datagram.from);
   m_engine_callback(m_engine_context, &device, true, false);
 }

@@ -38,7 +38,8 @@ class SSDPHandler : public SSDPBase {
  private:
   void ProcessResponse(const Datagram& datagram, const std::string& search_target);
 
-  SSDPStorage* m_ssdpstore;  // not owned
+  SSDPStorage* m_ssdpstore;            // not owned
+  SearchTargetConfig m_search_target;  // the receiver's thread's, kept as the listener's
 };
 
 }  // namespace libSSDP

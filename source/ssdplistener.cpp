@@ -87,7 +87,7 @@ int SSDPListener::Task() {
     const std::string_view message = datagram.text;
     try {
       if (Contains(message, MSEARCH_START_LINE)) ProcessMSearch(datagram.text, datagram.from);
-      if (Contains(message, NOTIFY_START_LINE)) ProcessNotify(datagram.text, datagram.from);
+      if (Contains(message, NOTIFY_START_LINE)) ProcessNotify(message, datagram.from);
     } catch (const std::exception&) {
       // Memory ran out, or the host's callback let something through: this datagram is lost, not
       // the process.
@@ -127,7 +127,7 @@ class SSDPListener::Answering {
 };
 
 SSDP_STATUS SSDPListener::ProcessMSearch(const char* message, struct sockaddr_in from) {
-  SearchTargetConfig sconfig;
+  SearchTargetConfig& sconfig = m_search_target;
   if (!SSDP_CHECK(m_ssdpstore->GetConfig(sconfig.m_name, sconfig) == SSDP_SUCCESS))
     return SSDP_FAILURE;
   if (!ContainsHeader(message, "ST: ", sconfig.m_search_target)) return SSDP_SUCCESS;
@@ -168,7 +168,11 @@ SSDP_STATUS SSDPListener::ProcessMSearch(const char* message, struct sockaddr_in
 }
 
 SSDP_STATUS SSDPListener::ProcessNotify(const char* message, struct sockaddr_in from) {
-  SearchTargetConfig sconfig;
+  return ProcessNotify(std::string_view(message), from);
+}
+
+SSDP_STATUS SSDPListener::ProcessNotify(std::string_view message, const struct sockaddr_in& from) {
+  SearchTargetConfig& sconfig = m_search_target;
   if (!SSDP_CHECK(m_ssdpstore->GetConfig(sconfig.m_name, sconfig) == SSDP_SUCCESS))
     return SSDP_FAILURE;
   if (!ContainsHeader(message, "NT: ", sconfig.m_search_target)) return SSDP_SUCCESS;

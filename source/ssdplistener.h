@@ -2,6 +2,8 @@
 #ifndef LIBSSDP_SOURCE_SSDPLISTENER_H
 #define LIBSSDP_SOURCE_SSDPLISTENER_H
 
+#include <string_view>
+
 #include "mutex.h"
 #include "ssdpbase.h"
 #include "ssdpstorage.h"
@@ -34,9 +36,16 @@ class SSDPListener : public SSDPBase {
  private:
   class Answering;
 
+  // The same, of a text that has been measured.
+  SSDP_STATUS ProcessNotify(std::string_view message, const struct sockaddr_in& from);
+
   Mutex m_delay_mutex;
   ConditionVariable m_delay_cond;
   SSDPStorage* m_ssdpstore;  // not owned
+
+  // The listener's thread's. Read afresh for every message, but into the same object: making one
+  // each time would be a fifth of what a message costs that isn't for us.
+  SearchTargetConfig m_search_target;
 
   // Without these a stop that comes just before a delay would wait for all of it, and one that
   // comes during it would close the socket under its answer.

@@ -5,6 +5,71 @@
 
 namespace libSSDP {
 
+// Texts are made before every other global object of the program and destroyed after them: a host
+// that links us statically may use us in a constructor of its own, and our threads may outlive
+// main. All in one file: their order is that of the lines.
+#if defined(__APPLE__)
+#define SSDP_CONSTANT const
+#else
+#define SSDP_CONSTANT __attribute__((init_priority(101))) const
+#endif
+
+SSDP_CONSTANT std::string SSDP_GROUP = "239.255.255.250";
+SSDP_CONSTANT std::string MSEARCH_START_LINE = "M-SEARCH * HTTP/1.1\r\n";
+SSDP_CONSTANT std::string NOTIFY_START_LINE = "NOTIFY * HTTP/1.1\r\n";
+SSDP_CONSTANT std::string RESPONSE_START_LINE = "HTTP/1.1 200 OK\r\n";
+
+SSDP_CONSTANT std::string SSDP_CONFIG_NETWORK_INTERFACE = "ssdp_config_network_interface";
+SSDP_CONSTANT std::string SSDP_CONFIG_DOMAIN_NAME = "ssdp_config_domain_name";
+SSDP_CONSTANT std::string SSDP_CONFIG_DEVICE_TYPE = "ssdp_config_device_type";
+SSDP_CONSTANT std::string SSDP_CONFIG_VERSION = "ssdp_config_version";
+SSDP_CONSTANT std::string SSDP_CONFIG_USER_AGENT = "ssdp_config_user_agent";
+SSDP_CONSTANT std::string SSDP_CONFIG_SERVER_INFO = "ssdp_config_server_info";
+SSDP_CONSTANT std::string SSDP_CONFIG_MSEARCH_HEADER = "ssdp_config_msearch_header";
+SSDP_CONSTANT std::string SSDP_CONFIG_NOTIFY_HEADER = "ssdp_config_notify_header";
+SSDP_CONSTANT std::string SSDP_CONFIG_RESPONSE_HEADER = "ssdp_config_response_header";
+SSDP_CONSTANT std::string SSDP_CONFIG_SEARCH_TARGET = "ssdp_config_search_target";
+SSDP_CONSTANT std::string SSDP_CONFIG_STATUS = "ssdp_config_status";
+SSDP_CONSTANT std::string SSDP_CONFIG_UUID = "ssdp_config_uuid";
+SSDP_CONSTANT std::string SSDP_CONFIG_MSEARCH_TIMEOUT = "ssdp_config_msearch_timeout";
+SSDP_CONSTANT std::string SSDP_CONFIG_NOTIFY_TIMEOUT = "ssdp_config_notify_timeout";
+
+// The three messages as they travel, one header a source line, every value still missing. A value
+// goes right behind its header's text: those that are fixed for the run when the store is
+// initialised, the rest when the message is sent.
+
+// UPnP Device Architecture 1.1, 1.3.2.
+SSDP_CONSTANT std::string MSEARCH_HEADER = MSEARCH_START_LINE +
+                                           "Host: 239.255.255.250:1900\r\n"
+                                           "MAN: \"ssdp:discover\"\r\n"
+                                           "MX: \r\n"          // sent: the search time-out
+                                           "ST: \r\n"          // fixed: the search target
+                                           "USER-AGENT: \r\n"  // fixed
+                                           "\r\n";
+
+// UPnP Device Architecture 1.1, 1.2.2 and 1.2.3. "Status: " is this system's own and comes last:
+// receivers take all that follows it.
+SSDP_CONSTANT std::string NOTIFY_HEADER = NOTIFY_START_LINE +
+                                          "Host: 239.255.255.250:1900\r\n"
+                                          "Cache-Control: max-age=\r\n"  // sent: notify time-out
+                                          "NTS: \r\n"                    // sent: alive or byebye
+                                          "NT: \r\n"                     // fixed: search target
+                                          "USN: uuid:::\r\n"  // sent behind the first colon: UUID;
+                                                              // fixed at the end: search target
+                                          "Status: \r\n"      // sent
+                                          "\r\n";
+
+// UPnP Device Architecture 1.1, 1.3.3. The DATE line ends in a bare CR: peers know it so.
+SSDP_CONSTANT std::string RESPONSE_HEADER = RESPONSE_START_LINE +
+                                            "Cache-Control: max-age=\r\n"  // sent: notify time-out
+                                            "DATE: \r"                     // sent: ctime's text
+                                            "EXT: \r\n"
+                                            "SERVER: \r\n"      // fixed
+                                            "ST: \r\n"          // fixed: the search target
+                                            "USN: uuid:::\r\n"  // as in NOTIFY
+                                            "Status: \r\n"      // sent
+                                            "\r\n";
+
 SSDPStorage::SSDPStorage() {
   Register<NetworkInterfaceConfig>();
   Register<DomainNameConfig>();

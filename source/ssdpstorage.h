@@ -8,41 +8,10 @@
 
 namespace libSSDP {
 
-// The three messages as they travel, one header a source line, every value still missing. A value
-// goes right behind its header's text: those that are fixed for the run when the store is
-// initialised, the rest when the message is sent.
-
-// UPnP Device Architecture 1.1, 1.3.2.
-SSDP_CONSTANT std::string MSEARCH_HEADER = MSEARCH_START_LINE +
-                                           "Host: 239.255.255.250:1900\r\n"
-                                           "MAN: \"ssdp:discover\"\r\n"
-                                           "MX: \r\n"          // sent: the search time-out
-                                           "ST: \r\n"          // fixed: the search target
-                                           "USER-AGENT: \r\n"  // fixed
-                                           "\r\n";
-
-// UPnP Device Architecture 1.1, 1.2.2 and 1.2.3. "Status: " is this system's own and comes last:
-// receivers take all that follows it.
-SSDP_CONSTANT std::string NOTIFY_HEADER = NOTIFY_START_LINE +
-                                          "Host: 239.255.255.250:1900\r\n"
-                                          "Cache-Control: max-age=\r\n"  // sent: notify time-out
-                                          "NTS: \r\n"                    // sent: alive or byebye
-                                          "NT: \r\n"                     // fixed: search target
-                                          "USN: uuid:::\r\n"  // sent behind the first colon: UUID;
-                                                              // fixed at the end: search target
-                                          "Status: \r\n"      // sent
-                                          "\r\n";
-
-// UPnP Device Architecture 1.1, 1.3.3. The DATE line ends in a bare CR: peers know it so.
-SSDP_CONSTANT std::string RESPONSE_HEADER = RESPONSE_START_LINE +
-                                            "Cache-Control: max-age=\r\n"  // sent: notify time-out
-                                            "DATE: \r"                     // sent: ctime's text
-                                            "EXT: \r\n"
-                                            "SERVER: \r\n"      // fixed
-                                            "ST: \r\n"          // fixed: the search target
-                                            "USN: uuid:::\r\n"  // as in NOTIFY
-                                            "Status: \r\n"      // sent
-                                            "\r\n";
+// The three messages as they travel, every value still missing.
+extern const std::string MSEARCH_HEADER;
+extern const std::string NOTIFY_HEADER;
+extern const std::string RESPONSE_HEADER;
 
 // The store through which the whole library reads and writes its settings. It holds all fourteen
 // from construction on, each with its default; the search target and the three templates are made

@@ -1,0 +1,188 @@
+# SPDX-License-Identifier: MIT
+"""report.py BUILD-FOLDER: runs the benchmarks and sets their figures against the goals."""
+import json
+import os
+import statistics
+import subprocess
+import sys
+import time
+from collections import defaultdict
+
+import matplotlib
+matplotlib.use("svg")
+import matplotlib.pyplot as plt
+
+BUILD = sys.argv[1]
+ROUNDS = 7
+
+
+def lines(*command):
+    """Runs a program and gives its lines, each split at blanks."""
+    print("running", os.path.basename(command[0]), *command[1:], flush=True)
+    text = subprocess.run(command, check=True, text=True, stdout=subprocess.PIPE).stdout
+    with open(os.path.join(BUILD, os.path.basename(command[0]) + ".txt"), "w") as file:
+        file.write(text)
+    return [line.split() for line in text.splitlines()]
+
+
+def program(name):
+    return os.path.join(BUILD, "bench", name)
+
+
+# --- What there is to print.
+
+table = []
+failed = 0
+
+
+def goal(text, limit, measured, unit, spread=""):
+    global failed
+    met = measured <= limit
+    failed += not met
+    table.append((text, f"{limit:g} {unit}", f"{measured:.3g} {unit}" if unit == "x"
+                  else f"{measured:,.0f} {unit}" if measured >= 100 else f"{measured:.2f} {unit}",
+                  spread, "met" if met else "NOT MET"))
+
+
+def note(text, measured, spread=""):
+    table.append((text, "", measured, spread, ""))
+
+
+def ratio_goal(text, limit, costs, against):
+    ratios = [cost / bare for cost, bare in zip(costs, against)]
+    goal(text, limit, statistics.median(ratios), "x", f"{min(ratios):.2f} to {max(ratios):.2f}")
+
+
+# --- The goals, one function for each kind of measurement.
+
+def instructions():
+    """As recorded: scripts/instructions holds the library to them."""
+    with open("bench/instructions/recorded") as file:
+        counts = {name: int(count) for name, count in map(str.split, file)}
+    goal("NOTIFY of another kind, instructions", 1500, counts["notify_other"], "")
+    goal("NOTIFY of a known peer, instructions", 3000, counts["notify_known"], "")
+    goal("search reply, instructions", 3000, counts["search_reply"], "")
+
+
+def cost():
+    costs = defaultdict(list)
+    for subject, peers, figure in lines(program("bench_cost"), str(ROUNDS)):
+        costs[subject, int(peers)].append(float(figure))
+    bare = costs["bare", 0]
+    note("bare receive loop", f"{statistics.median(bare):.0f} ns",
+         f"{min(bare):.0f} to {max(bare):.0f}")
+    thread = [a / b for a, b in zip(costs["bare_thread", 0], bare)]
+    note("bare receive loop on a second thread", f"{statistics.median(thread):.2f} x",
+         f"{min(thread):.2f} to {max(thread):.2f}")
+    ratio_goal("NOTIFY of another kind / bare loop", 1.3, costs["notify_other", 0], bare)
+    ratio_goal("NOTIFY of a known peer / bare loop", 1.7, costs["notify_known", 1], bare)
+    ratio_goal("NOTIFY, 10,000 peers known / bare loop", 2.2, costs["notify_known", 10000], bare)
+    ratio_goal("search reply / bare loop", 1.7, costs["search_reply", 1], bare)
+    ratio_goal("M-SEARCH answered / bare receive and send", 1.6, costs["msearch_answered", 0],
+               costs["bare_reply", 0])
+    announcement = costs["announcement", 0]
+    goal("announcement / bare send", 1.5, statistics.median(announcement), "x",
+         f"{min(announcement):.2f} to {max(announcement):.2f}")
+    plot_cost({peers: statistics.median(figures) for (subject, peers), figures in costs.items()
+               if subject == "notify_known"}, statistics.median(bare))
+
+
+def loss():
+    shares = defaultdict(list)
+    for receiver, rate, lost, sent in (line for line in lines(program("bench_loss"))
+                                       if line[0] != "#"):
+        shares[receiver].append((float(rate), int(lost) / int(sent), int(lost)))
+    plot_loss(shares)
+    for receiver in ("bare", "library"):
+        at_50 = [lost for rate, _, lost in shares[receiver] if 48000 <= rate <= 60000]
+        losing = [rate for rate, _, lost in shares[receiver] if lost > 0]
+        begins = f"{min(losing):,.0f}/s" if losing else "not reached"
+        highest = f"up to {max(rate for rate, _, _ in shares[receiver]):,.0f}/s were sent"
+        if receiver == "library":
+            goal("lost at 50,000/s, 1,000 peers known", 0, max(at_50), "")
+        note(f"loss begins, {receiver}", begins, highest)
+
+
+def resources():
+    figures = {line[0]: float(line[1]) for line in lines(program("bench_resources"))
+               if len(line) == 2 and not line[0].startswith("[")}
+    goal("idle, wake-ups a second", 5.2, figures["idle_wakeups_per_second"], "")
+    goal("idle, allocations a pass", 1, figures["idle_allocations_per_pass"], "")
+    goal("idle, CPU in 10 s", 2, figures["idle_cpu_ms_in_10_s"], "ms")
+    goal("heap a known peer", 400, figures["heap_bytes_per_peer"], "bytes")
+    goal("start / its bare system calls", 2, figures["start_ratio"], "x")
+
+
+def resident(name):
+    """KiB of a program that has started and waits; the programs keep to a private network."""
+    command = ("ip link set lo up; ip addr add 10.77.0.1/24 dev lo; "
+               "ip route add 239.0.0.0/8 dev lo src 10.77.0.1; exec " + program(name))
+    process = subprocess.Popen(["unshare", "--user", "--map-root-user", "--net", "sh", "-c", command])
+    time.sleep(1)
+    with open(f"/proc/{process.pid}/status") as file:
+        size = next(int(line.split()[1]) for line in file if line.startswith("VmRSS"))
+    process.kill()
+    process.wait()
+    return size
+
+
+def memory():
+    more = [resident("bench_smallest") - resident("bench_nothing") for _ in range(7)]
+    goal("resident memory of the smallest host, more than nothing", 1024,
+         statistics.median(more), "KiB", f"{min(more)} to {max(more)}")
+    stripped = os.path.join(BUILD, "stripped.so")
+    subprocess.run(["strip", "-o", stripped, os.path.join(BUILD, "libSSDP.so")], check=True)
+    goal("libSSDP.so stripped", 80, os.path.getsize(stripped) / 1024, "KiB")
+
+
+def micro():
+    file = os.path.join(BUILD, "micro.json")
+    lines(program("bench_micro"), "--benchmark_min_time=0.2", "--benchmark_out=" + file,
+          "--benchmark_out_format=json")
+    with open(file) as stream:
+        results = json.load(stream)["benchmarks"]
+    figures = {result["name"]: (result["cpu_time"], result["time_unit"]) for result in results}
+    for name, (figure, unit) in figures.items():
+        note("micro: " + name, f"{figure:,.1f} {unit}")
+
+
+# --- The plots.
+
+def save(name):
+    plt.grid(True, alpha=0.3)
+    plt.legend()
+    plt.tight_layout()
+    plt.savefig(os.path.join(BUILD, name))
+    plt.close()
+
+
+def plot_cost(by_peers, bare):
+    peers = sorted(by_peers)
+    plt.semilogx(peers, [by_peers[count] for count in peers], "o-", label="libSSDP")
+    plt.axhline(bare, color="grey", label="bare loop")
+    plt.ylim(bottom=0)
+    plt.xlabel("known peers")
+    plt.ylabel("CPU of a known peer's NOTIFY, ns")
+    save("cost-against-peers.svg")
+
+
+def plot_loss(shares):
+    for receiver, points in shares.items():
+        plt.plot([rate / 1000 for rate, _, _ in points], [100 * share for _, share, _ in points],
+                 "o", label=receiver, alpha=0.7)
+    plt.xlabel("thousand datagrams a second")
+    plt.ylabel("lost, %")
+    save("loss-against-rate.svg")
+
+
+instructions()
+cost()
+loss()
+resources()
+memory()
+micro()
+print()
+for row in (("", "goal", "measured", "spread", ""), *table):
+    print(f"{row[0]:56} {row[1]:>12} {row[2]:>14} {row[3]:>30}  {row[4]}")
+print(f"\n{failed} of {sum(1 for row in table if row[4])} goals not met. Plots: {BUILD}/*.svg")
+sys.exit(failed > 0)
