@@ -15,24 +15,24 @@ const char* const kHelp =
     R"(Usage: ssdp-peer VERB [OPTION]...
 Takes part in SSDP discovery as one device and shows the others of its kind.
 
-  watch                 live table of the peers; keys s search, a announce, q quit
-  search                one search: who is there? [--wait S] longer than MX + 1
-  announce              stay on the network; each line of input is the new status;
-                        [--every S] seconds (a third of the notify time-out)
-  doctor                why does nobody find me?
+  watch               a live table of the others; s search, a announce, q quit
+  search              one search: who is there? [--wait S] seconds (MX + 1)
+  announce            stay on the network; each line of input is our new status
+                      [--every S] seconds (a third of the notify time-out)
+  doctor              why does nobody find me?
 
   --domain D, --device-type T, --device-version V
-                        our kind, urn:D:device:T:V (example-org, Peer, 1)
-  --uuid U, --status S  who we are (a new UUID) and how we are (up)
-  --interface NAME      where we expect the others (where the multicast goes)
-  --notify-timeout S    how long the others remember us (90)
-  --mx S                how long the others may take to answer a search (2)
-  --server TEXT, --user-agent TEXT    the product named in answers and searches
-  --json, --color auto|always|never, --verbose    how it is shown
-  --help, --version     this text; the version. More: man ssdp-peer
+                      our kind, urn:D:device:T:V (example-org, Peer, 1)
+  --uuid U            who we are (a new UUID)     --status TEXT  how we are (up)
+  --interface NAME    where we expect the others (where the multicast goes)
+  --notify-timeout S  how long the others remember us (90)
+  --mx S              how long the others may take to answer a search (2)
+  --server TEXT, --user-agent TEXT  the product named in answers and searches
+  --json, --color auto|always|never, --verbose  how it is shown
+  --help, --version   this text; the version. More: man ssdp-peer
 
-  ssdp-peer search --domain example-org --device-type Lamp && echo "a lamp is on"
-  while sleep 60; do cut -d' ' -f1 /proc/loadavg; done | ssdp-peer announce
+  ssdp-peer search --device-type Lamp && echo "a lamp is there"
+  (while sleep 60; do cut -d' ' -f1 /proc/loadavg; done) | ssdp-peer announce
 )";
 
 namespace {
@@ -126,6 +126,10 @@ Options ParseOptions(int argc, const char* const* argv) {
   } catch (const CLI::CallForVersion& version) {
     options.answer = version.what();
     return options;
+  } catch (const CLI::RequiredError&) {
+    const auto strangers = app.remaining();
+    if (strangers.empty()) throw UsageError("a verb is needed: watch, search, announce or doctor");
+    throw UsageError("there is no \"" + strangers[0] + "\"");
   } catch (const CLI::ParseError& error) {
     throw UsageError(error.what());
   }
@@ -134,6 +138,23 @@ Options ParseOptions(int argc, const char* const* argv) {
   if (!*given.user_agent) options.user_agent = ProductText();
   SettleWaiting(given, options);
   return options;
+}
+
+std::vector<std::string> OptionNames() {
+  Options options;
+  CLI::App app;
+  Describe(app, options);
+  std::vector<std::string> names;
+  const auto add = [&names](const CLI::App& from) {
+    for (const auto* option : from.get_options())
+      for (const auto& name : option->get_lnames()) names.push_back("--" + name);
+  };
+  add(app);
+  for (const auto* verb : app.get_subcommands(nullptr)) {
+    names.push_back(verb->get_name());
+    add(*verb);
+  }
+  return names;
 }
 
 std::string SearchTarget(const Options& options) {

@@ -4,6 +4,7 @@
 
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 namespace ssdp_peer {
 
@@ -47,6 +48,9 @@ extern const char* const kHelp;
 // Reads the command line and puts a value into every setting; whether the values make sense is
 // validation.h's business. Throws UsageError.
 Options ParseOptions(int argc, const char* const* argv);
+
+// The long names of all options and the verbs, so that the documents can be checked against them.
+std::vector<std::string> OptionNames();
 
 std::string SearchTarget(const Options& options);
 

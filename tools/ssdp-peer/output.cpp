@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <sstream>
 
 #include "signals.h"
 
@@ -90,11 +91,12 @@ void Captured::Read() {
   if (m_text.size() > kMostCaptured) m_text.erase(0, m_text.size() - kMostCaptured);
 }
 
-std::string Captured::LastLine() const {
-  const size_t end = m_text.find_last_not_of("\n ");
-  if (end == std::string::npos) return "";
-  const size_t start = m_text.rfind('\n', end);
-  return m_text.substr(start + 1, end - start);
+std::string Captured::LastMessage() const {
+  std::string message;
+  std::istringstream lines(m_text);
+  for (std::string line; std::getline(lines, line);)
+    if (!line.empty() && line[0] != ' ') message = line;
+  return message;
 }
 
 void Complain(const std::string& text) {

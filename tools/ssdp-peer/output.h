@@ -47,8 +47,8 @@ class Captured {
   int Descriptor() const { return m_pipe[0]; }
   // Takes in what has been printed by now.
   void Read();
-  // The last line that says something, or "".
-  std::string LastLine() const;
+  // The last message, or "". A line that begins with a space belongs to the one before it.
+  std::string LastMessage() const;
 
  private:
   int m_pipe[2];

@@ -60,8 +60,7 @@ std::vector<std::string> Frame(const Options& options, const Roster& roster,
     table.resize(room);
   }
   lines.insert(lines.end(), table.begin(), table.end());
-  if (!message.empty()) footer += "   " + Printable(message);
-  lines.push_back("");
+  lines.push_back(Fit(Printable(message), size.columns));
   lines.push_back(Fit(footer, size.columns));
   return lines;
 }
@@ -120,7 +119,7 @@ int WatchLive(const Options& options, Output& output, Session& session, Watcher&
     if (TakePause()) screen.Pause();
     watcher.Step();
     captured.Read();
-    const std::string failure = captured.LastLine();
+    const std::string failure = captured.LastMessage();
     screen.Draw(Frame(options, watcher.Peers(), Place(), failure.empty() ? message : failure, Now(),
                       output.TerminalSize(), color));
   } while (loop.Wait(watcher.NextStep()) && ObeyKeys(loop.TakeInput(), session, watcher, message));
