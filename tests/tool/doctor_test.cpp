@@ -69,23 +69,32 @@ TEST(Doctor, LoopbackReachesNobodyElse) {
 }
 
 TEST(Doctor, TheRouteMustLeadToTheInterfaceAskedFor) {
-  EXPECT_EQ(JudgeRoute(kEth0, ""), Ok("multicast leaves through eth0, from 10.77.0.1"));
-  EXPECT_EQ(JudgeRoute(kEth0, "eth0"), Ok("multicast leaves through eth0, from 10.77.0.1"));
-  EXPECT_EQ(JudgeRoute(kEth0, "eth1"),
+  EXPECT_EQ(JudgeRoute(kEth0, "", "eth0"), Ok("multicast leaves through eth0, from 10.77.0.1"));
+  EXPECT_EQ(JudgeRoute(kEth0, "eth0", "eth0"), Ok("multicast leaves through eth0, from 10.77.0.1"));
+  EXPECT_EQ(JudgeRoute(kEth0, "eth1", "eth1"),
             (Finding{Severity::kProblem, "multicast leaves through eth0, not eth1",
                      "ip route replace 239.0.0.0/8 dev eth1"}));
-  EXPECT_EQ(JudgeRoute({ENETUNREACH, "", ""}, "eth1"),
+  EXPECT_EQ(JudgeRoute({ENETUNREACH, "", ""}, "", "eth1"),
             (Finding{Severity::kProblem, "multicast has no way out: Network is unreachable",
                      "ip route replace 239.0.0.0/8 dev eth1"}));
 }
 
+TEST(Doctor, ARemedyNamesAnInterfaceThatIsThere) {
+  const std::vector<Interface> interfaces = {{"lo", IFF_UP | IFF_LOOPBACK, {"127.0.0.1"}},
+                                             {"tun0", kGood, {}},
+                                             {"wlan0", kGood, {"10.0.0.1"}}};
+  EXPECT_EQ(FittingInterface(interfaces, "eth1"), "eth1");
+  EXPECT_EQ(FittingInterface(interfaces, ""), "wlan0");
+  EXPECT_EQ(FittingInterface({}, ""), "INTERFACE");
+}
+
 TEST(Doctor, TheGroup) {
-  EXPECT_EQ(JudgeGroup(0).severity, Severity::kOk);
+  EXPECT_EQ(JudgeGroup(0, "eth0").severity, Severity::kOk);
   EXPECT_EQ(
-      JudgeGroup(ENODEV),
+      JudgeGroup(ENODEV, "eth0"),
       (Finding{Severity::kProblem, "the group 239.255.255.250 can't be joined: No such device",
                "ip route replace 239.0.0.0/8 dev eth0"}));
-  EXPECT_EQ(JudgeGroup(ENOBUFS).remedy, "sysctl -w net.ipv4.igmp_max_memberships=64");
+  EXPECT_EQ(JudgeGroup(ENOBUFS, "eth0").remedy, "sysctl -w net.ipv4.igmp_max_memberships=64");
 }
 
 TEST(Doctor, ThePortAndWhoHoldsIt) {
@@ -100,11 +109,12 @@ TEST(Doctor, ThePortAndWhoHoldsIt) {
 }
 
 TEST(Doctor, AFirewallIsToldFromABrokenNetwork) {
-  EXPECT_EQ(JudgeSend(0).severity, Severity::kOk);
-  EXPECT_EQ(JudgeSend(EPERM),
+  EXPECT_EQ(JudgeSend(0, "eth0").severity, Severity::kOk);
+  EXPECT_EQ(JudgeSend(EPERM, "eth0"),
             (Finding{Severity::kProblem, "a firewall on this machine forbids sending to the group",
                      "let UDP to 239.255.255.250 port 1900 out"}));
-  EXPECT_EQ(JudgeSend(ENETUNREACH).text, "sending to the group fails: Network is unreachable");
+  EXPECT_EQ(JudgeSend(ENETUNREACH, "eth0").text,
+            "sending to the group fails: Network is unreachable");
 }
 
 TEST(Doctor, OurOwnAnnouncement) {

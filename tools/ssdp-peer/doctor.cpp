@@ -33,7 +33,7 @@ std::string Joined(const std::vector<std::string>& texts) {
 }
 
 std::string RouteCommand(const std::string& interface) {
-  return "ip route replace 239.0.0.0/8 dev " + (interface.empty() ? "eth0" : interface);
+  return "ip route replace 239.0.0.0/8 dev " + Printable(interface);
 }
 
 // What a receiver's socket is charged for one message of ours, with the kernel's own overhead.
@@ -44,6 +44,14 @@ constexpr int kBytesADatagram = 1280;
 const char* SeverityName(Severity severity) {
   static const char* const kNames[] = {"ok", "warning", "problem"};
   return kNames[static_cast<int>(severity)];
+}
+
+std::string FittingInterface(const std::vector<Interface>& interfaces, const std::string& asked) {
+  if (!asked.empty()) return asked;
+  for (const auto& interface : interfaces)
+    if ((interface.flags & IFF_LOOPBACK) == 0 && !interface.addresses.empty())
+      return interface.name;
+  return "INTERFACE";
 }
 
 Finding JudgeInterface(const std::vector<Interface>& interfaces, const Route& route,
@@ -72,22 +80,22 @@ Finding JudgeInterface(const std::vector<Interface>& interfaces, const Route& ro
   return Ok(shown + " is up, has multicast and IPv4 address " + Joined(found->addresses));
 }
 
-Finding JudgeRoute(const Route& route, const std::string& asked) {
+Finding JudgeRoute(const Route& route, const std::string& asked, const std::string& fitting) {
   if (route.error != 0)
     return Problem("multicast has no way out: " + std::string(std::strerror(route.error)),
-                   RouteCommand(Printable(asked)));
+                   RouteCommand(fitting));
   const std::string shown = Printable(route.interface);
   if (!asked.empty() && asked != route.interface)
     return Problem("multicast leaves through " + shown + ", not " + Printable(asked),
-                   RouteCommand(Printable(asked)));
+                   RouteCommand(fitting));
   return Ok("multicast leaves through " + shown + ", from " + route.source);
 }
 
-Finding JudgeGroup(int error) {
+Finding JudgeGroup(int error, const std::string& fitting) {
   if (error == 0) return Ok("the group 239.255.255.250 can be joined");
   return Problem(
       "the group 239.255.255.250 can't be joined: " + std::string(std::strerror(error)),
-      error == ENOBUFS ? "sysctl -w net.ipv4.igmp_max_memberships=64" : RouteCommand(""));
+      error == ENOBUFS ? "sysctl -w net.ipv4.igmp_max_memberships=64" : RouteCommand(fitting));
 }
 
 Finding JudgePort(int error, const std::vector<std::string>& holders) {
@@ -103,13 +111,13 @@ Finding JudgePort(int error, const std::vector<std::string>& holders) {
   return Ok("UDP port 1900 is free");
 }
 
-Finding JudgeSend(int error) {
+Finding JudgeSend(int error, const std::string& fitting) {
   if (error == 0) return Ok("the system lets datagrams to the group leave");
   if (error == EPERM)
     return Problem("a firewall on this machine forbids sending to the group",
                    "let UDP to 239.255.255.250 port 1900 out");
   return Problem("sending to the group fails: " + std::string(std::strerror(error)),
-                 RouteCommand(""));
+                 RouteCommand(fitting));
 }
 
 Finding JudgeEcho(Echo echo) {

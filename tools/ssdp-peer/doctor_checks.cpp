@@ -15,6 +15,10 @@ namespace {
 
 using Findings = std::vector<Finding>;
 
+std::string Fitting(const Options& options) {
+  return FittingInterface(Interfaces(), options.interface);
+}
+
 // Loopback takes no time; a machine that is busy does.
 constexpr std::chrono::seconds kEchoTime(5);
 
@@ -56,11 +60,13 @@ const std::vector<Check> kChecks = {
      }},
     {"route",
      [](const Options& options) {
-       return Findings{JudgeRoute(MulticastRoute(), options.interface)};
+       return Findings{JudgeRoute(MulticastRoute(), options.interface, Fitting(options))};
      }},
-    {"group", [](const Options&) { return Findings{JudgeGroup(TryJoin())}; }},
+    {"group",
+     [](const Options& options) { return Findings{JudgeGroup(TryJoin(), Fitting(options))}; }},
     {"port", [](const Options&) { return Findings{JudgePort(TryBind(), PortHolders())}; }},
-    {"send", [](const Options&) { return Findings{JudgeSend(TrySend())}; }},
+    {"send",
+     [](const Options& options) { return Findings{JudgeSend(TrySend(), Fitting(options))}; }},
     {"echo", CheckEcho},
     {"buffer", [](const Options&) { return Findings{JudgeBuffer(ReceiveBuffer())}; }},
     {"settings", [](const Options& options) { return JudgeSettings(options); }},
