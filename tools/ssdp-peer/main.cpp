@@ -50,7 +50,7 @@ int Run(int argc, char** argv, Output& output) {
     Validate(options, Names(Interfaces()));
     CatchSignals();
     const int status = RunVerb(options, output);
-    return output.Broken() ? kNetwork : status;
+    return output.Failed() ? kNetwork : status;
   } catch (const UsageError& error) {
     Complain(error.what());
     Complain("\"ssdp-peer --help\" says what it understands");

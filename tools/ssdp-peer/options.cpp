@@ -65,6 +65,7 @@ struct Given {
 
 Given Describe(CLI::App& app, Options& options) {
   Given given = {};
+  app.option_defaults()->take_last();  // so that an alias's options can be overruled
   app.add_option("-i,--interface", options.interface);
   app.add_option("-d,--domain", options.domain);
   app.add_option("-t,--device-type", options.device_type);

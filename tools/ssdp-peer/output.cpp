@@ -42,11 +42,10 @@ bool Output::Write(std::string_view text) {
     const ssize_t written = write(m_fd, text.data(), text.size());
     if (written >= 0) {
       text.remove_prefix(static_cast<size_t>(written));
-    } else if (errno == EPIPE) {
-      m_broken = true;  // the reader has seen enough, which is no news to anyone
     } else if (errno != EINTR || StopAsked()) {
-      if (errno != EINTR) Complain(std::string("output: ") + std::strerror(errno));
       m_broken = true;
+      m_failed = errno != EPIPE && errno != EINTR;
+      if (m_failed) Complain(std::string("output: ") + std::strerror(errno));
     }
   }
   return !m_broken;
@@ -83,12 +82,15 @@ Captured::~Captured() {
   std::fwrite(m_text.data(), 1, m_text.size(), stderr);
 }
 
-void Captured::Read() {
+bool Captured::Read() {
+  const size_t before = m_text.size();
   char text[4096];
   ssize_t size;
   while ((size = read(m_pipe[0], text, sizeof(text))) > 0)
     m_text.append(text, static_cast<size_t>(size));
+  const bool more = m_text.size() > before;
   if (m_text.size() > kMostCaptured) m_text.erase(0, m_text.size() - kMostCaptured);
+  return more;
 }
 
 std::string Captured::LastMessage() const {

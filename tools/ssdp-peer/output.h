@@ -17,10 +17,12 @@ class Output {
   Output(const Output&) = delete;
   Output& operator=(const Output&) = delete;
 
-  // False, then and from then on, when it can't be written: a full disk, or nobody reads any more.
+  // False, then and from then on, when it can't be written.
   bool Write(std::string_view text);
   bool Line(std::string_view text) { return Write(std::string(text) + '\n'); }
   bool Broken() const { return m_broken; }
+  // It broke for another reason than that nobody reads any more, which is no failure.
+  bool Failed() const { return m_failed; }
 
   int Descriptor() const { return m_fd; }
   bool IsTerminal() const;
@@ -33,6 +35,7 @@ class Output {
  private:
   int m_fd;
   bool m_broken = false;
+  bool m_failed = false;
 };
 
 // While it lives, what is printed on standard output and standard error is kept instead of shown,
@@ -45,8 +48,8 @@ class Captured {
   Captured& operator=(const Captured&) = delete;
 
   int Descriptor() const { return m_pipe[0]; }
-  // Takes in what has been printed by now.
-  void Read();
+  // Takes in what has been printed by now; true when there was something.
+  bool Read();
   // The last message, or "". A line that begins with a space belongs to the one before it.
   std::string LastMessage() const;
 

@@ -15,13 +15,20 @@ namespace ssdp_peer {
 
 bool Watcher::Announce() {
   m_next_announcement = Clock::now() + std::chrono::seconds(m_options.every);
-  return m_session.Announce();
+  const bool sent = m_session.Announce();
+  if (!sent) Complain("the announcement could not be sent; \"ssdp-peer doctor\" says more");
+  return sent;
+}
+
+bool Watcher::Search() {
+  const bool sent = m_session.Search();
+  if (!sent) Complain("the search could not be sent; \"ssdp-peer doctor\" says more");
+  return sent;
 }
 
 std::vector<News> Watcher::Step() {
   std::vector<News> news;
-  if (Clock::now() >= m_next_announcement && !Announce())
-    Complain("the announcement could not be sent");
+  if (Clock::now() >= m_next_announcement) Announce();
   for (const auto& event : m_session.Take()) Take(event, news);
   for (const auto& peer : m_roster.Expire(Now())) news.push_back({peer, false, Now()});
   m_roster.Settle(Now());
@@ -70,7 +77,7 @@ namespace {
 // Where we are: interface and address.
 std::string Place() {
   const Route route = MulticastRoute();
-  return Printable(route.interface) + " " + route.source;
+  return route.error != 0 ? "no route" : Printable(route.interface) + " " + route.source;
 }
 
 std::string PlainNews(const News& news) {
@@ -98,12 +105,12 @@ int WatchPlain(const Options& options, Output& output, Session& session, Watcher
   return kDone;
 }
 
-// The message that a key leads to. False: quit.
-bool ObeyKeys(const std::string& keys, Session& session, Watcher& watcher, std::string& message) {
+// False: quit. A failure is told like every other, and so ends up in the message too.
+bool ObeyKeys(const std::string& keys, Watcher& watcher, std::string& message) {
   for (const char key : keys) {
     if (key == 'q') return false;
-    if (key == 's') message = session.Search() ? "searched" : "the search failed";
-    if (key == 'a') message = watcher.Announce() ? "announced" : "the announcement failed";
+    if (key == 's' && watcher.Search()) message = "searched";
+    if (key == 'a' && watcher.Announce()) message = "announced";
   }
   return true;
 }
@@ -118,11 +125,10 @@ int WatchLive(const Options& options, Output& output, Session& session, Watcher&
   do {
     if (TakePause()) screen.Pause();
     watcher.Step();
-    captured.Read();
-    const std::string failure = captured.LastMessage();
-    screen.Draw(Frame(options, watcher.Peers(), Place(), failure.empty() ? message : failure, Now(),
-                      output.TerminalSize(), color));
-  } while (loop.Wait(watcher.NextStep()) && ObeyKeys(loop.TakeInput(), session, watcher, message));
+    if (captured.Read()) message = captured.LastMessage();
+    screen.Draw(
+        Frame(options, watcher.Peers(), Place(), message, Now(), output.TerminalSize(), color));
+  } while (loop.Wait(watcher.NextStep()) && ObeyKeys(loop.TakeInput(), watcher, message));
   return kDone;
 }
 
@@ -132,11 +138,8 @@ int Watch(const Options& options, Output& output) {
   const bool live = output.IsTerminal() && !options.json;
   Session session(options);
   Watcher watcher(options, session);
-  if (!session.Running() || !watcher.Announce()) {
-    Complain("the announcement could not be sent; \"ssdp-peer doctor\" says more");
-    return kNetwork;
-  }
-  session.Search();  // the others shall not have to announce themselves before they are seen
+  if (!session.Running() || !watcher.Announce()) return kNetwork;
+  watcher.Search();  // the others shall not have to announce themselves before they are seen
   if (!live) TellStart(options, output);
   const int status = live ? WatchLive(options, output, session, watcher)
                           : WatchPlain(options, output, session, watcher);

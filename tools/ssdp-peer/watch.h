@@ -25,7 +25,9 @@ class Watcher {
  public:
   Watcher(const Options& options, Session& session) : m_options(options), m_session(session) {}
 
+  // Both tell a failure on standard error.
   bool Announce();
+  bool Search();
   // Takes in what has happened, announces when it is due, and returns the news.
   std::vector<News> Step();
   Clock::time_point NextStep() const;
