@@ -15,7 +15,7 @@ namespace {
 // The severity in its colour: green, yellow, red.
 std::string SeverityText(Severity severity, bool color) {
   static const char* const kColors[] = {"32", "33", "31"};
-  const std::string word = Fit(SeverityName(severity), 9);
+  std::string word = Fit(SeverityName(severity), 9);
   if (!color) return word;
   return std::string("\x1b[") + kColors[static_cast<int>(severity)] + "m" + word + "\x1b[0m";
 }

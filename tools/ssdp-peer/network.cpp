@@ -21,7 +21,7 @@ constexpr uint16_t kPort = 1900;
 
 class Socket {
  public:
-  Socket(int domain, int protocol = 0)
+  explicit Socket(int domain, int protocol = 0)
       : m_fd(socket(domain,
                     domain == AF_NETLINK ? SOCK_RAW | SOCK_CLOEXEC : SOCK_DGRAM | SOCK_CLOEXEC,
                     protocol)) {}
@@ -30,7 +30,7 @@ class Socket {
   }
   Socket(const Socket&) = delete;
   Socket& operator=(const Socket&) = delete;
-  operator int() const { return m_fd; }
+  int Get() const { return m_fd; }
 
  private:
   int m_fd;
@@ -96,6 +96,7 @@ std::vector<Interface> Interfaces() {
 
 std::vector<std::string> Names(const std::vector<Interface>& interfaces) {
   std::vector<std::string> names;
+  names.reserve(interfaces.size());
   for (const auto& interface : interfaces) names.push_back(interface.name);
   return names;
 }
@@ -124,8 +125,8 @@ Route MulticastRoute() {
   const Socket netlink(AF_NETLINK, NETLINK_ROUTE);
   alignas(nlmsghdr) char reply[4096];
   ssize_t size = -1;
-  if (netlink >= 0 && send(netlink, &request, sizeof(request), 0) > 0)
-    size = recv(netlink, reply, sizeof(reply), 0);
+  if (netlink.Get() >= 0 && send(netlink.Get(), &request, sizeof(request), 0) > 0)
+    size = recv(netlink.Get(), reply, sizeof(reply), 0);
   failed.error = errno;
   return size < 0 ? failed : ReadRoute(reply, static_cast<size_t>(size));
 }
@@ -136,15 +137,15 @@ int TryBind() {
   sockaddr_in address = {};
   address.sin_family = AF_INET;
   address.sin_port = htons(kPort);
-  setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &reuse, sizeof(reuse));
-  return Error(bind(socket, reinterpret_cast<sockaddr*>(&address), sizeof(address)) == 0);
+  setsockopt(socket.Get(), SOL_SOCKET, SO_REUSEADDR, &reuse, sizeof(reuse));
+  return Error(bind(socket.Get(), reinterpret_cast<sockaddr*>(&address), sizeof(address)) == 0);
 }
 
 int TryJoin() {
   const Socket socket(AF_INET);
   ip_mreq group = {};
   inet_pton(AF_INET, kGroup, &group.imr_multiaddr);
-  return Error(setsockopt(socket, IPPROTO_IP, IP_ADD_MEMBERSHIP, &group, sizeof(group)) == 0);
+  return Error(setsockopt(socket.Get(), IPPROTO_IP, IP_ADD_MEMBERSHIP, &group, sizeof(group)) == 0);
 }
 
 int TrySend() {
@@ -153,15 +154,15 @@ int TrySend() {
   address.sin_family = AF_INET;
   address.sin_port = htons(kPort);
   inet_pton(AF_INET, kGroup, &address.sin_addr);
-  return Error(sendto(socket, "", 0, 0, reinterpret_cast<sockaddr*>(&address), sizeof(address)) ==
-               0);
+  return Error(
+      sendto(socket.Get(), "", 0, 0, reinterpret_cast<sockaddr*>(&address), sizeof(address)) == 0);
 }
 
 int ReceiveBuffer() {
   const Socket socket(AF_INET);
   int size = 0;
   socklen_t length = sizeof(size);
-  getsockopt(socket, SOL_SOCKET, SO_RCVBUF, &size, &length);
+  getsockopt(socket.Get(), SOL_SOCKET, SO_RCVBUF, &size, &length);
   return size;
 }
 

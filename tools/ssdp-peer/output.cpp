@@ -16,7 +16,7 @@ namespace ssdp_peer {
 
 namespace {
 
-constexpr size_t kMostCaptured = 64 * 1024;
+constexpr size_t kMostCaptured = 65536;
 
 // A descriptor of the three that is closed would be given to the next socket, and printed into.
 void OpenMissingDescriptors() {

@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <map>
 #include <set>
 #include <sstream>
@@ -25,10 +26,10 @@ std::map<std::string, std::string> SocketsAtPort() {
   std::ifstream table("/proc/net/udp");
   for (std::string line; std::getline(table, line);) {
     std::istringstream fields(line);
-    std::string slot, local, remote, state, queues, timer, retransmits, user, timeout, inode;
-    fields >> slot >> local >> remote >> state >> queues >> timer >> retransmits >> user >>
-        timeout >> inode;
-    if (local.size() > 5 && local.substr(local.size() - 5) == ":076C") sockets[inode] = user;
+    // slot, local address, ..., 7: user, 8: time-out, 9: inode
+    const std::vector<std::string> field(std::istream_iterator<std::string>(fields), {});
+    if (field.size() < 10 || field[1].size() < 5) continue;
+    if (field[1].substr(field[1].size() - 5) == ":076C") sockets[field[9]] = field[7];
   }
   return sockets;
 }

@@ -32,7 +32,7 @@ bool IsGone(const Peer& peer) {
 Peer Roster::Heard(const libSSDP::DeviceInfo& device, int64_t now) {
   const auto entry = m_peers.find(device.m_uuid);
   const bool known = entry != m_peers.end() && !IsGone(entry->second);
-  if (entry == m_peers.end() && m_peers.size() >= kMostPeers) return Peer();
+  if (entry == m_peers.end() && m_peers.size() >= kMostPeers) return {};
   Peer& peer = known ? entry->second : (m_peers[device.m_uuid] = Peer());
   Change news = known ? Change::kNone : Change::kNew;
   if (known && (peer.address != device.m_address || peer.status != device.m_status))
@@ -50,7 +50,7 @@ Peer Roster::Heard(const libSSDP::DeviceInfo& device, int64_t now) {
 
 Peer Roster::Left(const std::string& uuid, int64_t now) {
   const auto entry = m_peers.find(uuid);
-  if (entry == m_peers.end() || IsGone(entry->second)) return Peer();
+  if (entry == m_peers.end() || IsGone(entry->second)) return {};
   Mark(entry->second, Change::kLeft, now);
   return entry->second;
 }

@@ -93,7 +93,7 @@ std::string FindBadValue(const Options& options) {
   for (const auto& part : needed)
     if (part.text->empty()) return std::string(part.option) + ": must not be empty";
   for (const auto& part : AllParts(options)) {
-    const auto fault = FindBadText(part);
+    auto fault = FindBadText(part);
     if (!fault.empty()) return fault;
   }
   if (options.uuid.find(':') != std::string::npos)
