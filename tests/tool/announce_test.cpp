@@ -1,0 +1,99 @@
+// SPDX-License-Identifier: MIT
+#include <signal.h>
+
+#include "fixture.h"
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+TEST_F(ToolTest, AnAnnouncedDeviceIsSeenAndSaysGoodbyeAtEverySignal) {
+  const Program watch = StartWatch(1);
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT}) {
+    const std::string uuid = "lamp-" + std::to_string(signal);
+    const Program lamp = StartLamp(2, uuid);
+    AwaitLine(*watch, {" new 10.77.0.2 " + uuid + " on"});
+    lamp->Signal(signal);
+    EXPECT_EQ(lamp->Wait(), 0);
+    AwaitLine(*watch, {" left 10.77.0.2 " + uuid});
+  }
+}
+
+TEST_F(ToolTest, EachLineOfInputIsTheNewStatus) {
+  const Program watch = StartWatch(1);
+  const Program lamp = StartLamp(2, "lamp");
+  AwaitLine(*watch, {" new 10.77.0.2 lamp on"});
+  for (const std::string status : {"off", "warm, 21 C", "0.07"}) {
+    lamp->Tell(status);
+    AwaitLine(*watch, {" changed 10.77.0.2 lamp " + status});
+  }
+}
+
+TEST_F(ToolTest, ALineThatCantBeAStatusIsRefusedAndTheDeviceStays) {
+  const Program watch = StartWatch(1);
+  const std::string errors = m_folder / "errors";
+  const Program lamp = Start(2, {"announce", "--uuid", "lamp"}, errors);
+  AwaitLine(*watch, {" new 10.77.0.2 lamp up"});
+  lamp->Tell(std::string(5000, 'x'));
+  lamp->Tell("a\rb");
+  lamp->Tell("off");
+  AwaitLine(*watch, {" changed 10.77.0.2 lamp off"});
+  EXPECT_THAT(ReadFile(errors), HasSubstr("input refused: --status: the announcement would be "));
+  EXPECT_THAT(ReadFile(errors), HasSubstr("input refused: --status: must not contain a line end"));
+  lamp->Signal(SIGTERM);
+  EXPECT_EQ(lamp->Wait(), 0);
+}
+
+TEST_F(ToolTest, TheEndOfTheInputEndsNothingAndItsLastLineCounts) {
+  const Program watch = StartWatch(1);
+  const auto lamp = m_lan[2].Start(
+      {"/bin/sh", "-c", "printf 'on\\nlast words' | exec \"$0\" announce --uuid lamp --every 1",
+       SSDP_PEER});
+  AwaitLine(*watch, {" changed 10.77.0.2 lamp last words"});
+  // It is still there, and announces itself.
+  EXPECT_EQ(Run(3, {"search", "--mx", "1", "--wait", "4"}).status, 0);
+}
+
+TEST_F(ToolTest, AnnouncementsComeOftenEnough) {
+  const Program watch = StartWatch(1, {"--verbose"});
+  const Program lamp = StartLamp(2, "lamp", {"--notify-timeout", "3"});
+  AwaitLine(*watch, {" new 10.77.0.2 lamp"});
+  size_t from = watch->Lines().size();
+  for (int i = 0; i < 4; ++i) {
+    AwaitLine(*watch, {" heard 10.77.0.2 lamp"}, from);
+    from = watch->Lines().size();
+  }
+}
+
+TEST_F(ToolTest, AnnouncingTellsWhatItDoesInJsonToo) {
+  const Program lamp = Start(2, {"announce", "--uuid", "lamp", "--json", "--verbose"});
+  AwaitLine(*lamp, {"\"announced\""});
+  lamp->Tell("\xff off");
+  AwaitLine(*lamp, {"off"});
+  Run(1, {"search", "--wait", "1"});
+  AwaitLine(*lamp, {"searched"});
+  EXPECT_THAT(ReadJson(lamp->Lines(), "o['event'], ascii(o.get('status')), o.get('target')"),
+              ElementsAre("started 'up' urn:example-org:device:Peer:1", "announced 'up' None",
+                          "announced '\\ufffd off' None", "searched None None"));
+}
+
+// Two that started in the same second would else draw the same delays and answer at once.
+TEST_F(ToolTest, TheRandomGeneratorIsSeeded) {
+  std::vector<long> delays[2];
+  for (auto& sequence : delays) {
+    const Program lamp = StartLamp(2, "lamp");
+    support::Socket searcher = m_lan[1].OpenSocket();
+    for (int i = 0; i < 4; ++i) {
+      searcher.Send(
+          "M-SEARCH * HTTP/1.1\r\nHost: 239.255.255.250:1900\r\nMAN: \"ssdp:discover\"\r\nMX: 1\r\n"
+          "ST: urn:example-org:device:Peer:1\r\nUSER-AGENT: \r\n\r\n",
+          "239.255.255.250");
+      const auto start = std::chrono::steady_clock::now();
+      searcher.Receive();
+      const auto delay = std::chrono::steady_clock::now() - start;
+      // In steps of 100 ms, which a fixed seed would repeat four times in a row.
+      sequence.push_back(std::chrono::duration_cast<std::chrono::milliseconds>(delay).count() /
+                         100);
+    }
+  }
+  EXPECT_NE(delays[0], delays[1]);
+}

@@ -1,0 +1,146 @@
+// SPDX-License-Identifier: MIT
+#include "roster.h"
+
+#include <gmock/gmock.h>
+
+#include "table.h"
+
+namespace ssdp_peer {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+libSSDP::DeviceInfo Device(const std::string& uuid, const std::string& status, int32_t expiry,
+                           const std::string& address = "10.77.0.2") {
+  libSSDP::DeviceInfo device;
+  device.m_uuid = uuid;
+  device.m_status = status;
+  device.m_expiry = expiry;
+  device.m_address = address;
+  return device;
+}
+
+TEST(Roster, TellsNewFromChangedFromTheSameAgain) {
+  Roster roster;
+  EXPECT_EQ(roster.Heard(Device("lamp", "on", 190), 100).change, Change::kNew);
+  EXPECT_EQ(roster.Heard(Device("lamp", "on", 191), 101).change, Change::kNone);
+  EXPECT_EQ(roster.Heard(Device("lamp", "off", 192), 102).change, Change::kChanged);
+  EXPECT_EQ(roster.Heard(Device("lamp", "off", 193, "10.77.0.9"), 103).change, Change::kChanged);
+  const Peer& peer = roster.Peers().at("lamp");
+  EXPECT_EQ(peer.status, "off");
+  EXPECT_EQ(peer.address, "10.77.0.9");
+  EXPECT_EQ(peer.expiry, 193);
+  EXPECT_EQ(peer.seen, 103);
+}
+
+TEST(Roster, AGoodbyeIsToldOnceAndOnlyOfWhoWasHere) {
+  Roster roster;
+  EXPECT_EQ(roster.Left("stranger", 100).change, Change::kNone);
+  roster.Heard(Device("lamp", "on", 190), 100);
+  EXPECT_EQ(roster.Left("lamp", 101).change, Change::kLeft);
+  EXPECT_EQ(roster.Left("lamp", 101).change, Change::kNone);
+  EXPECT_EQ(roster.Count(), 0u);
+  EXPECT_EQ(roster.Heard(Device("lamp", "on", 192), 102).change, Change::kNew);
+  EXPECT_EQ(roster.Count(), 1u);
+}
+
+TEST(Roster, APeerExpiresWhenItsSecondIsOver) {
+  Roster roster;
+  roster.Heard(Device("lamp", "on", 190), 100);
+  EXPECT_THAT(roster.Expire(190), IsEmpty());
+  const auto expired = roster.Expire(191);
+  ASSERT_EQ(expired.size(), 1u);
+  EXPECT_EQ(expired[0].change, Change::kExpired);
+  EXPECT_THAT(roster.Expire(192), IsEmpty());
+  EXPECT_EQ(roster.Count(), 0u);
+}
+
+TEST(Roster, MarksLastFiveSeconds) {
+  Roster roster;
+  roster.Heard(Device("lamp", "on", 190), 100);
+  roster.Heard(Device("radio", "on", 190), 100);
+  roster.Left("radio", 100);
+  roster.Settle(104);
+  EXPECT_EQ(roster.Peers().at("lamp").change, Change::kNew);
+  EXPECT_EQ(roster.Peers().count("radio"), 1u);
+  roster.Settle(105);
+  EXPECT_EQ(roster.Peers().at("lamp").change, Change::kNone);
+  EXPECT_EQ(roster.Peers().count("radio"), 0u);
+}
+
+TEST(Roster, AFloodOfMadeUpPeersHasAnEnd) {
+  Roster roster;
+  roster.Heard(Device("lamp", "on", 190), 100);
+  for (int i = 0; i < 10000; ++i) roster.Heard(Device(std::to_string(i), "", 190), 100);
+  EXPECT_LE(roster.Peers().size(), 4096u);
+  EXPECT_EQ(roster.Heard(Device("lamp", "off", 190), 101).change, Change::kChanged);
+}
+
+TEST(Roster, PresentHoldsThoseWhoAreHereWithoutMarks) {
+  Roster roster;
+  roster.Heard(Device("lamp", "on", 190), 100);
+  roster.Heard(Device("radio", "on", 190), 100);
+  roster.Left("radio", 100);
+  const Roster present = roster.Present();
+  ASSERT_EQ(present.Peers().size(), 1u);
+  EXPECT_EQ(present.Peers().at("lamp").change, Change::kNone);
+}
+
+TEST(Table, ShowsEveryPeerInItsColumns) {
+  Roster roster;
+  roster.Heard(Device("lamp-1", "on", 190), 100);
+  roster.Heard(Device("radio", "playing", 3700, "10.77.0.30"), 90);
+  roster.Settle(95);
+  EXPECT_THAT(TableLines(roster, 102, 0, false),
+              ElementsAre("  UUID   ADDRESS    STATUS  SEEN EXPIRES",
+                          "+ lamp-1 10.77.0.2  on        2s   1m28s",
+                          "  radio  10.77.0.30 playing  12s  59m58s"));
+}
+
+TEST(Table, MarksAndColoursWhatChanged) {
+  Roster roster;
+  for (const char* uuid : {"changed", "expired", "left", "new"})
+    roster.Heard(Device(uuid, "on", uuid == std::string("expired") ? 99 : 190), 100);
+  roster.Settle(105);
+  roster.Heard(Device("changed", "off", 190), 105);
+  roster.Expire(105);
+  roster.Left("left", 105);
+  roster.Left("new", 105);
+  roster.Heard(Device("new", "on", 190), 105);
+  EXPECT_THAT(TableLines(roster, 105, 0, true),
+              ElementsAre("\x1b[1m  UUID    ADDRESS   STATUS SEEN EXPIRES\x1b[0m",
+                          "\x1b[33m~ changed 10.77.0.2 off      0s   1m25s\x1b[0m",
+                          "\x1b[31m- expired 10.77.0.2 on       5s expired\x1b[0m",
+                          "\x1b[31m- left    10.77.0.2 on       5s    left\x1b[0m",
+                          "\x1b[32m+ new     10.77.0.2 on       0s   1m25s\x1b[0m"));
+}
+
+TEST(Table, FitsTheTerminalWithTheUuidWhole) {
+  Roster roster;
+  roster.Heard(Device("b4fe4982-964c-4b84-8bfd-4ddd7dedbd01", std::string(100, 's'), 190), 100);
+  roster.Settle(105);
+  EXPECT_THAT(
+      TableLines(roster, 105, 80, false),
+      ElementsAre(
+          "  UUID                                 ADDRESS   STATUS             SEEN EXPIRES",
+          "  b4fe4982-964c-4b84-8bfd-4ddd7dedbd01 10.77.0.2 sssssssssssssss...   5s   1m25s"));
+}
+
+TEST(Table, NoLineIsEverLongerThanTheTerminal) {
+  Roster roster;
+  roster.Heard(Device(std::string(300, 'u'), std::string(300, '\x1b'), INT32_MAX), 100);
+  for (size_t width = 1; width < 200; ++width)
+    for (const auto& line : TableLines(roster, 100, width, false)) EXPECT_LE(line.size(), width);
+}
+
+TEST(Table, APeersTextCantLeaveItsLine) {
+  Roster roster;
+  roster.Heard(Device("a\x1b[2Jb", "on\r\nforged", 190), 100);
+  EXPECT_THAT(TableLines(roster, 100, 0, false),
+              ElementsAre("  UUID      ADDRESS   STATUS           SEEN EXPIRES",
+                          "+ a\\x1b[2Jb 10.77.0.2 on\\x0d\\x0aforged   0s   1m30s"));
+}
+
+}  // namespace
+}  // namespace ssdp_peer

@@ -1,0 +1,84 @@
+// SPDX-License-Identifier: MIT
+#include <signal.h>
+
+#include "screen.h"
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::StartsWith;
+
+namespace {
+
+// Answers come within a second; the rest is for a busy machine.
+const Arguments kSearch = {"search", "--uuid", "me", "--mx", "1", "--wait", "4"};
+
+Arguments With(Arguments arguments, const std::string& further) {
+  arguments.push_back(further);
+  return arguments;
+}
+
+}  // namespace
+
+TEST_F(ToolTest, ASearchListsThoseWhoAnswer) {
+  const Program lamp = StartLamp(2, "lamp");
+  const Program radio = StartLamp(3, "radio", {"--status", "plays \"Waltz\""});
+  const Result result = Run(1, kSearch);
+  EXPECT_EQ(result.status, 0);
+  EXPECT_THAT(Timeless(result.output),
+              ElementsAre("  UUID  ADDRESS   STATUS        SEEN EXPIRES",
+                          "  lamp  10.77.0.2 on .. ..", "  radio 10.77.0.3 plays \"Waltz\" .. .."));
+  EXPECT_EQ(result.errors, "");
+}
+
+// Its own device answers the search as well, and doesn't count.
+TEST_F(ToolTest, ASearchThatNobodyElseAnswersEndsWithOne) {
+  const Program other_kind = StartLamp(2, "lamp", {"--device-type", "Lamp"});
+  const Result result = Run(1, kSearch);
+  EXPECT_EQ(result.status, 1);
+  EXPECT_THAT(result.output, IsEmpty());
+  EXPECT_EQ(result.errors, "ssdp-peer: nobody answered\n");
+  EXPECT_THAT(Run(1, With(kSearch, "--json")).output, IsEmpty());
+}
+
+TEST_F(ToolTest, ASearchInJsonIsReadBackByAnotherParser) {
+  const Program lamp = StartLamp(2, "lamp",
+                                 {"--status",
+                                  "K\xc3\xbc"
+                                  "che \"\\"});
+  const Result result = Run(1, With(kSearch, "--json"));
+  EXPECT_EQ(result.status, 0);
+  EXPECT_THAT(ReadJson(result.output, "list(o), o['uuid'], o['address'], ascii(o['status'])"),
+              ElementsAre("['time', 'uuid', 'address', 'status', 'seen', 'expires'] lamp 10.77.0.2 "
+                          "'K\\xfcche \"\\\\'"));
+}
+
+TEST_F(ToolTest, ASearchSendsOneSearchAndSaysGoodbye) {
+  support::Socket wire = m_lan[2].OpenGroupSocket();
+  Run(1, {"search", "--uuid", "me", "--wait", "1"});
+  const std::string search = wire.Receive().text;
+  EXPECT_THAT(search, StartsWith("M-SEARCH * HTTP/1.1\r\n"));
+  EXPECT_THAT(search, HasSubstr("\r\nMX: 1\r\n"));
+  EXPECT_THAT(wire.Receive().text, HasSubstr("\r\nNTS: ssdp:byebye\r\n"));
+  EXPECT_TRUE(wire.Drain().empty());
+}
+
+TEST_F(ToolTest, ASearchThatIsInterruptedTellsWhatItFound) {
+  const Program lamp = StartLamp(2, "lamp", {"--verbose"});
+  Screen screen(m_lan[1], m_folder);
+  screen.Command("clear; '" SSDP_PEER "' search --mx 1 --wait 600; echo status $?");
+  screen.AwaitText("[--------------------] 1 found, ");
+  screen.Press("C-c");
+  EXPECT_THAT(Timeless(screen.AwaitText("status")),
+              ElementsAre("  UUID ADDRESS   STATUS SEEN EXPIRES", "  lamp 10.77.0.2 on .. ..",
+                          "status 0", "$"));
+}
+
+TEST_F(ToolTest, TheProgressBarFillsAndGoes) {
+  Screen screen(m_lan[1], m_folder);
+  screen.Command("clear; '" SSDP_PEER "' search --mx 1 --wait 4; echo status $?");
+  screen.AwaitText("[#####");
+  screen.AwaitText("#########-");
+  EXPECT_THAT(screen.AwaitText("status"),
+              ElementsAre("ssdp-peer: nobody answered", "status 1", "$"));
+}

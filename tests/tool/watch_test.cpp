@@ -1,0 +1,185 @@
+// SPDX-License-Identifier: MIT
+#include <signal.h>
+
+#include <regex>
+
+#include "screen.h"
+
+using testing::Contains;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+using testing::StartsWith;
+
+namespace {
+
+const std::string kWatch = "'" SSDP_PEER "' watch --uuid me --device-version 1";
+const char kTop[] = "eth0 10.77.0.1  me  up  urn:example-org:device:Peer:1";
+const char kKeys[] = "here   s search  a announce  q quit";
+
+// Waits for a screen on which nothing stands out any more.
+Screen::Lines AwaitCalm(Screen& screen, const std::string& row) {
+  return screen.Await("a calm " + row, [&](const Screen::Lines& lines) {
+    for (const auto& line : lines)
+      if (line.rfind("  " + row, 0) == 0) return true;
+    return false;
+  });
+}
+
+}  // namespace
+
+TEST_F(ToolTest, AWatchPrintsALineForEachThingThatHappens) {
+  const Program watch = StartWatch(1);
+  support::Socket peer = m_lan[3].OpenSocket();
+  peer.Send(Alive("lamp", "on"), "239.255.255.250");
+  AwaitLine(*watch, {" new "});
+  peer.Send(Alive("lamp", "on"), "239.255.255.250");  // nothing new
+  peer.Send(Alive("lamp", "off"), "239.255.255.250");
+  peer.Send(Byebye("stranger", ""), "239.255.255.250");  // was never here
+  peer.Send(Byebye("lamp", "off"), "239.255.255.250");
+  AwaitLine(*watch, {" left "});
+  peer.Send(Alive("brief", "", 1), "239.255.255.250");
+  AwaitLine(*watch, {" expired "});
+  EXPECT_THAT(
+      WithoutTimes(watch->Lines()),
+      ElementsAre("started 10.77.0.1 me up", "new 10.77.0.3 lamp on", "changed 10.77.0.3 lamp off",
+                  "left 10.77.0.3 lamp off", "new 10.77.0.3 brief ", "expired 10.77.0.3 brief "));
+  watch->Signal(SIGTERM);
+  EXPECT_EQ(watch->Wait(), 0);
+}
+
+TEST_F(ToolTest, AWatchFindsThoseWhoWereThereBefore) {
+  const Program lamp = StartLamp(2, "lamp");
+  const Program watch = StartWatch(1);
+  AwaitLine(*watch, {" new 10.77.0.2 lamp on"});
+}
+
+TEST_F(ToolTest, AWatchIsADeviceThatOthersFind) {
+  const Program watch = StartWatch(1);
+  const Result result = Run(2, {"search", "--mx", "1", "--wait", "4", "--json"});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_THAT(ReadJson(result.output, "o['uuid']"), ElementsAre("me"));
+}
+
+// Somebody else's device of the same name isn't us.
+TEST_F(ToolTest, ANamesakeElsewhereIsShown) {
+  const Program watch = StartWatch(1);
+  support::Socket peer = m_lan[3].OpenSocket();
+  peer.Send(Alive("me", "an impostor"), "239.255.255.250");
+  AwaitLine(*watch, {" new 10.77.0.3 me an impostor"});
+}
+
+TEST_F(ToolTest, TheLiveTableShowsWhoComesChangesAndLeaves) {
+  support::Socket peer = m_lan[3].OpenSocket();
+  Screen screen(m_lan[1], m_folder);
+  screen.Command(kWatch);
+  EXPECT_THAT(screen.AwaitText("quit"), ElementsAre(kTop, "  UUID ADDRESS STATUS SEEN EXPIRES", "",
+                                                    std::string("0 ") + kKeys));
+
+  peer.Send(Alive("lamp", "on"), "239.255.255.250");
+  EXPECT_THAT(Timeless(screen.AwaitText("+ lamp")),
+              ElementsAre(kTop, "  UUID ADDRESS   STATUS SEEN EXPIRES", "+ lamp 10.77.0.3 on .. ..",
+                          "", std::string("1 ") + kKeys));
+  AwaitCalm(screen, "lamp 10.77.0.3 on ");
+
+  peer.Send(Alive("lamp", "off"), "239.255.255.250");
+  EXPECT_THAT(Timeless(screen.AwaitText("~ lamp")), Contains("~ lamp 10.77.0.3 off .. .."));
+
+  peer.Send(Byebye("lamp", "off"), "239.255.255.250");
+  const auto leaving = screen.AwaitText("- lamp");
+  EXPECT_THAT(leaving, Contains(HasSubstr("    left")));
+  EXPECT_THAT(leaving, Contains(std::string("0 ") + kKeys));
+  screen.Await("an empty table", [](const Screen::Lines& lines) { return lines.size() == 4; });
+}
+
+TEST_F(ToolTest, TheLiveTableHasColoursUnlessTheyAreRefused) {
+  support::Socket peer = m_lan[3].OpenSocket();
+  Screen screen(m_lan[1], m_folder);
+  for (const bool color : {true, false}) {
+    screen.Command(color ? kWatch : "NO_COLOR=1 " + kWatch);
+    screen.AwaitText("quit");
+    peer.Send(Alive("lamp", "on"), "239.255.255.250");
+    screen.AwaitText("lamp");
+    const auto lines = screen.Capture(true);
+    const bool green = testing::Value(lines, Contains(HasSubstr("\x1b[32m")));
+    EXPECT_EQ(green, color);
+    screen.Press("q");
+    screen.Await("the shell", [](const Screen::Lines& shell) { return shell.back() == "$"; });
+  }
+}
+
+TEST_F(ToolTest, TheKeysSearchAnnounceAndQuit) {
+  Screen screen(m_lan[1], m_folder);
+  screen.Command("clear; " + kWatch + "; echo status $?");
+  screen.AwaitText("quit");
+  support::Socket wire = m_lan[2].OpenGroupSocket();
+  screen.Press("s");
+  EXPECT_THAT(wire.Receive().text, StartsWith("M-SEARCH * HTTP/1.1\r\n"));
+  screen.AwaitText("searched");
+  screen.Press("a");
+  EXPECT_THAT(wire.Receive().text, HasSubstr("\r\nNTS: ssdp:alive\r\n"));
+  screen.AwaitText("announced");
+  screen.Press("q");
+  EXPECT_THAT(wire.Receive().text, HasSubstr("\r\nNTS: ssdp:byebye\r\n"));
+  // The terminal is as before, with what stood on it, and shows what is typed.
+  EXPECT_THAT(screen.AwaitText("status"), ElementsAre("status 0", "$"));
+  screen.Command("echo typed");
+  EXPECT_THAT(screen.Await("an echo", [](const auto& lines) { return lines.size() == 4; }),
+              ElementsAre("status 0", "$ echo typed", "typed", "$"));
+}
+
+TEST_F(ToolTest, CtrlCEndsTheLiveTableWithAGoodbye) {
+  Screen screen(m_lan[1], m_folder);
+  screen.Command("clear; " + kWatch + "; echo status $?");
+  screen.AwaitText("quit");
+  support::Socket wire = m_lan[2].OpenGroupSocket();
+  screen.Press("C-c");
+  EXPECT_THAT(wire.Receive().text, HasSubstr("\r\nNTS: ssdp:byebye\r\n"));
+}
+
+TEST_F(ToolTest, ThePauseGivesTheTerminalBackAndTakesItAgain) {
+  Screen screen(m_lan[1], m_folder);
+  screen.Command("clear; " + kWatch);
+  screen.AwaitText("quit");
+  screen.Press("C-z");
+  const auto paused = screen.AwaitText("Stopped");
+  EXPECT_THAT(paused, Not(Contains(HasSubstr("q quit"))));
+  screen.Command("fg");
+  EXPECT_EQ(screen.AwaitText("q quit").at(0), kTop);
+  screen.Press("q");
+  screen.Await("the shell", [](const auto& lines) { return lines.back() == "$"; });
+}
+
+TEST_F(ToolTest, TheLiveTableFollowsTheSizeOfTheTerminal) {
+  support::Socket peer = m_lan[3].OpenSocket();
+  Screen screen(m_lan[1], m_folder);
+  screen.Command(kWatch);
+  screen.AwaitText("quit");
+  for (char letter = 'a'; letter < 'k'; ++letter)
+    peer.Send(Alive(std::string("lamp-") + letter, "on"), "239.255.255.250");
+  screen.AwaitText("10 here");
+  screen.Resize(40, 6);
+  EXPECT_THAT(Timeless(screen.AwaitText("rows more")),
+              ElementsAre("eth0 10.77.0.1  me  up  urn:example-o...",
+                          "  UUID   ADDRESS   STATUS SEEN EXPIRES",
+                          StartsWith("+ lamp-a 10.77.0.3 on"), StartsWith("+ lamp-b 10.77.0.3 on"),
+                          "", "8 rows more   10 here   s search  a a..."));
+}
+
+TEST_F(ToolTest, AFailureStandsBelowTheTableAndDoesNotTearIt) {
+  Screen screen(m_lan[1], m_folder);
+  screen.Command("clear; " + kWatch + "; echo status $?");
+  screen.AwaitText("quit");
+  Shell(1, "ip route del 239.0.0.0/8");
+  screen.Press("a");
+  EXPECT_THAT(
+      screen.AwaitText("could not"),
+      ElementsAre("no route  me  up  urn:example-org:device:Peer:1",
+                  "  UUID ADDRESS STATUS SEEN EXPIRES",
+                  "ssdp-peer: the announcement could not be sent; \"ssdp-peer doctor\" says more",
+                  std::string("0 ") + kKeys));
+  // No goodbye is possible either: it ends all the same, and says what went wrong.
+  screen.Press("q");
+  EXPECT_THAT(screen.AwaitText("status 3"), Contains(HasSubstr("source/ssdphandler.cpp")));
+}

@@ -1,0 +1,84 @@
+// SPDX-License-Identifier: MIT
+#include <chrono>
+
+#include "json.h"
+#include "loop.h"
+#include "text.h"
+#include "validation.h"
+#include "verbs.h"
+
+namespace ssdp_peer {
+
+namespace {
+
+// The device, its status, and when it is announced next.
+class Announcer {
+ public:
+  Announcer(const Options& options, Output& output, Session& session)
+      : m_options(options), m_output(output), m_session(session) {}
+
+  bool Announce() {
+    m_next = Clock::now() + std::chrono::seconds(m_options.every);
+    if (!m_session.Announce()) {
+      Complain("the announcement could not be sent; \"ssdp-peer doctor\" says more");
+      return false;
+    }
+    if (m_options.verbose) Tell();
+    return true;
+  }
+
+  Clock::time_point Next() const { return m_next; }
+
+  // A line that can't be a status is refused, and the device stays as it was.
+  void TakeStatus(const std::string& line) {
+    Options changed = m_options;
+    changed.status = line;
+    std::string fault = FindBadValue(changed);
+    if (fault.empty()) fault = FindLongMessage(changed);
+    if (!fault.empty()) return Complain("input refused: " + fault);
+    m_options = changed;
+    m_session.SetStatus(line);
+    Announce();
+  }
+
+  void TellSearched(const Event& event) {
+    if (event.kind != libSSDP::SSDP_SEARCH_RECEIVED || !m_options.verbose) return;
+    m_output.Line(m_options.json ? JsonEvent("searched", event.time)
+                                 : TimeText(event.time) + " searched");
+  }
+
+ private:
+  void Tell() {
+    m_output.Line(m_options.json ? JsonStatus(m_options.status, Now())
+                                 : TimeText(Now()) + " announced " + Printable(m_options.status));
+  }
+
+  Options m_options;
+  Output& m_output;
+  Session& m_session;
+  Clock::time_point m_next;
+};
+
+}  // namespace
+
+int Announce(const Options& options, Output& output) {
+  Session session(options);
+  Announcer announcer(options, output, session);
+  if (!session.Running() || !TellStart(options, output) || !announcer.Announce()) return kNetwork;
+  Loop loop(session, output);
+  loop.ReadInput();
+  LineReader lines;
+  bool reading = true;
+  while (loop.Wait(announcer.Next())) {
+    for (const auto& line : lines.Feed(loop.TakeInput())) announcer.TakeStatus(line);
+    if (reading && loop.InputEnded()) {
+      reading = false;
+      for (const auto& line : lines.Finish()) announcer.TakeStatus(line);
+    }
+    for (const auto& event : session.Take()) announcer.TellSearched(event);
+    if (Clock::now() >= announcer.Next()) announcer.Announce();
+  }
+  return session.End() ? kDone : kNetwork;
+}
+
+}  // namespace ssdp_peer

@@ -1,0 +1,49 @@
+// SPDX-License-Identifier: MIT
+#ifndef SSDP_PEER_DOCTOR_H
+#define SSDP_PEER_DOCTOR_H
+
+#include <string>
+#include <vector>
+
+#include "network.h"
+#include "options.h"
+
+namespace ssdp_peer {
+
+enum class Severity { kOk, kWarning, kProblem };
+
+const char* SeverityName(Severity severity);
+
+struct Finding {
+  Severity severity;
+  std::string text;
+  std::string remedy;  // the one thing to do about it; empty when all is well
+};
+
+// The interface that a remedy names: the one asked for, else the first that looks like a network's.
+std::string FittingInterface(const std::vector<Interface>& interfaces, const std::string& asked);
+
+// The judgements: facts in, finding out. The facts come from network.h.
+
+// `asked` is what the user named, empty for whatever the route says.
+Finding JudgeInterface(const std::vector<Interface>& interfaces, const Route& route,
+                       const std::string& asked);
+Finding JudgeRoute(const Route& route, const std::string& asked, const std::string& fitting);
+Finding JudgeGroup(int error, const std::string& fitting);
+Finding JudgePort(int error, const std::vector<std::string>& holders);
+Finding JudgeSend(int error, const std::string& fitting);
+enum class Echo { kHeard, kSilence, kNotSent, kNotStarted };
+Finding JudgeEcho(Echo echo);
+Finding JudgeBuffer(int bytes);
+std::vector<Finding> JudgeSettings(const Options& options);
+
+// The checks in their order, each with the facts it needs.
+struct Check {
+  const char* name;
+  std::vector<Finding> (*run)(const Options& options);
+};
+extern const std::vector<Check> kChecks;
+
+}  // namespace ssdp_peer
+
+#endif

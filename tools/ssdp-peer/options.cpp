@@ -1,0 +1,165 @@
+// SPDX-License-Identifier: MIT
+#include "options.h"
+
+#include <sys/utsname.h>
+#include <uuid/uuid.h>
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <map>
+
+namespace ssdp_peer {
+
+// Written by hand, so that it fits a screen of 24 lines and 80 columns.
+const char* const kHelp =
+    R"(Usage: ssdp-peer VERB [OPTION]...
+Takes part in SSDP discovery as one device and shows the others of its kind.
+
+  watch               a live table of the others; s search, a announce, q quit
+  search              one search: who is there? [--wait S] seconds (MX + 1)
+  announce            stay on the network; each line of input is our new status
+                      [--every S] seconds (a third of the notify time-out)
+  doctor              why does nobody find me?
+
+  --domain D, --device-type T, --device-version V
+                      our kind, urn:D:device:T:V (example-org, Peer, 1)
+  --uuid U            who we are (a new UUID)     --status TEXT  how we are (up)
+  --interface NAME    where we expect the others (where the multicast goes)
+  --notify-timeout S  how long the others remember us (90)
+  --mx S              how long the others may take to answer a search (2)
+  --server TEXT, --user-agent TEXT  the product named in answers and searches
+  --json, --color auto|always|never, --verbose  how it is shown
+  --help, --version   this text; the version. More: man ssdp-peer
+
+  ssdp-peer search --device-type Lamp && echo "a lamp is there"
+  (while sleep 60; do cut -d' ' -f1 /proc/loadavg; done) | ssdp-peer announce
+)";
+
+namespace {
+
+// Product text as the UPnP Device Architecture wants it: system, UPnP version, product.
+std::string ProductText() {
+  utsname system = {};
+  uname(&system);
+  const std::string release = system.release;
+  return std::string(system.sysname) + "/" + release.substr(0, release.find('-')) +
+         " UPnP/1.1 ssdp-peer/" SSDP_PEER_VERSION;
+}
+
+std::string NewUuid() {
+  uuid_t uuid;
+  uuid_generate(uuid);
+  char text[UUID_STR_LEN];
+  uuid_unparse_lower(uuid, text);
+  return text;
+}
+
+struct Given {
+  CLI::Option* uuid;
+  CLI::Option* server;
+  CLI::Option* user_agent;
+  CLI::Option* mx;
+  CLI::Option* wait;
+  CLI::Option* every;
+};
+
+Given Describe(CLI::App& app, Options& options) {
+  Given given = {};
+  app.option_defaults()->take_last();  // so that an alias's options can be overruled
+  app.add_option("-i,--interface", options.interface);
+  app.add_option("-d,--domain", options.domain);
+  app.add_option("-t,--device-type", options.device_type);
+  app.add_option("--device-version", options.device_version);
+  given.uuid = app.add_option("-u,--uuid", options.uuid);
+  app.add_option("-s,--status", options.status);
+  given.server = app.add_option("--server", options.server);
+  given.user_agent = app.add_option("--user-agent", options.user_agent);
+  app.add_option("--notify-timeout", options.notify_timeout)->check(CLI::Range(2, 604800));
+  given.mx = app.add_option("--mx", options.mx)->check(CLI::Range(1, 120));
+  app.add_flag("--json", options.json);
+  const std::map<std::string, Color> colors = {
+      {"auto", Color::kAuto}, {"always", Color::kAlways}, {"never", Color::kNever}};
+  app.add_option("--color", options.color)->transform(CLI::CheckedTransformer(colors));
+  app.add_flag("-v,--verbose", options.verbose);
+
+  const auto verb = [&](const char* name, Verb value) {
+    CLI::App* command = app.add_subcommand(name);
+    command->fallthrough();  // the common options may stand on either side of the verb
+    command->set_help_flag();
+    command->callback([&options, value] { options.verb = value; });
+    return command;
+  };
+  verb("watch", Verb::kWatch);
+  given.wait =
+      verb("search", Verb::kSearch)->add_option("--wait", options.wait)->check(CLI::Range(1, 3600));
+  given.every = verb("announce", Verb::kAnnounce)
+                    ->add_option("--every", options.every)
+                    ->check(CLI::Range(1, 604800));
+  verb("doctor", Verb::kDoctor);
+  app.require_subcommand(1);
+  app.set_help_flag("-h,--help");
+  app.set_version_flag("--version", "ssdp-peer " SSDP_PEER_VERSION "\n");
+  return given;
+}
+
+// A search waits a second longer than the others may take, for the way of the answers.
+void SettleWaiting(const Given& given, Options& options) {
+  if (*given.wait && !*given.mx) options.mx = std::clamp(options.wait - 1, 1, options.mx);
+  if (!*given.wait) options.wait = options.mx + 1;
+  if (options.wait < options.mx)
+    throw UsageError("--wait: must not be shorter than --mx, in which the answers come");
+  if (!*given.every) options.every = std::max(1, options.notify_timeout / 3);
+  if (options.every >= options.notify_timeout)
+    throw UsageError("--every: must be shorter than --notify-timeout, or the others forget us");
+}
+
+}  // namespace
+
+Options ParseOptions(int argc, const char* const* argv) {
+  Options options;
+  CLI::App app;
+  const Given given = Describe(app, options);
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::CallForHelp&) {
+    options.answer = kHelp;
+    return options;
+  } catch (const CLI::CallForVersion& version) {
+    options.answer = version.what();
+    return options;
+  } catch (const CLI::RequiredError&) {
+    const auto strangers = app.remaining();
+    if (strangers.empty()) throw UsageError("a verb is needed: watch, search, announce or doctor");
+    throw UsageError("there is no \"" + strangers[0] + "\"");
+  } catch (const CLI::ParseError& error) {
+    throw UsageError(error.what());
+  }
+  if (!*given.uuid) options.uuid = NewUuid();
+  if (!*given.server) options.server = ProductText();
+  if (!*given.user_agent) options.user_agent = ProductText();
+  SettleWaiting(given, options);
+  return options;
+}
+
+std::vector<std::string> OptionNames() {
+  Options options;
+  CLI::App app;
+  Describe(app, options);
+  std::vector<std::string> names;
+  const auto add = [&names](const CLI::App& from) {
+    for (const auto* option : from.get_options())
+      for (const auto& name : option->get_lnames()) names.push_back("--" + name);
+  };
+  add(app);
+  for (const auto* verb : app.get_subcommands(nullptr)) {
+    names.push_back(verb->get_name());
+    add(*verb);
+  }
+  return names;
+}
+
+std::string SearchTarget(const Options& options) {
+  return "urn:" + options.domain + ":device:" + options.device_type + ":" + options.device_version;
+}
+
+}  // namespace ssdp_peer

@@ -1,0 +1,108 @@
+// SPDX-License-Identifier: MIT
+#include "output.h"
+
+#include <fcntl.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <sstream>
+
+#include "signals.h"
+
+namespace ssdp_peer {
+
+namespace {
+
+constexpr size_t kMostCaptured = 65536;
+
+// A descriptor of the three that is closed would be given to the next socket, and printed into.
+void OpenMissingDescriptors() {
+  for (int fd = 0; fd < 3; ++fd)
+    if (fcntl(fd, F_GETFD) < 0) open("/dev/null", O_RDWR);
+}
+
+}  // namespace
+
+Output::Output() {
+  OpenMissingDescriptors();
+  m_fd = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3);
+  dup2(STDERR_FILENO, STDOUT_FILENO);
+  setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
+}
+
+Output::~Output() {
+  close(m_fd);
+}
+
+bool Output::Write(std::string_view text) {
+  while (!m_broken && !text.empty()) {
+    const ssize_t written = write(m_fd, text.data(), text.size());
+    if (written >= 0) {
+      text.remove_prefix(static_cast<size_t>(written));
+    } else if (errno != EINTR || StopAsked()) {
+      m_broken = true;
+      m_failed = errno != EPIPE && errno != EINTR;
+      if (m_failed) Complain(std::string("output: ") + std::strerror(errno));
+    }
+  }
+  return !m_broken;
+}
+
+bool Output::IsTerminal() const {
+  return isatty(m_fd) != 0;
+}
+
+Output::Size Output::TerminalSize() const {
+  winsize size = {};
+  if (ioctl(m_fd, TIOCGWINSZ, &size) != 0 || size.ws_col == 0 || size.ws_row == 0) return {80, 24};
+  return {size.ws_col, size.ws_row};
+}
+
+Captured::Captured() : m_error(fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 3)) {
+  if (pipe2(m_pipe, O_CLOEXEC) != 0) {
+    m_pipe[0] = m_pipe[1] = -1;  // then it is shown, and the next frame repairs the screen
+    return;
+  }
+  fcntl(m_pipe[0], F_SETFL, O_NONBLOCK);
+  dup2(m_pipe[1], STDOUT_FILENO);
+  dup2(m_pipe[1], STDERR_FILENO);
+}
+
+Captured::~Captured() {
+  Read();
+  dup2(m_error, STDOUT_FILENO);
+  dup2(m_error, STDERR_FILENO);
+  Read();  // what came between the two
+  close(m_error);
+  close(m_pipe[0]);
+  close(m_pipe[1]);
+  std::fwrite(m_text.data(), 1, m_text.size(), stderr);
+}
+
+bool Captured::Read() {
+  const size_t before = m_text.size();
+  char text[4096];
+  ssize_t size;
+  while ((size = read(m_pipe[0], text, sizeof(text))) > 0)
+    m_text.append(text, static_cast<size_t>(size));
+  const bool more = m_text.size() > before;
+  if (m_text.size() > kMostCaptured) m_text.erase(0, m_text.size() - kMostCaptured);
+  return more;
+}
+
+std::string Captured::LastMessage() const {
+  std::string message;
+  std::istringstream lines(m_text);
+  for (std::string line; std::getline(lines, line);)
+    if (!line.empty() && line[0] != ' ') message = line;
+  return message;
+}
+
+void Complain(const std::string& text) {
+  std::fprintf(stderr, "ssdp-peer: %s\n", text.c_str());
+}
+
+}  // namespace ssdp_peer

@@ -1,0 +1,57 @@
+// SPDX-License-Identifier: MIT
+#include "terminal.h"
+
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+
+namespace ssdp_peer {
+
+bool WantColor(Color color, const Output& output) {
+  if (color != Color::kAuto) return color == Color::kAlways;
+  const char* refused = std::getenv("NO_COLOR");
+  const char* terminal = std::getenv("TERM");
+  if (refused != nullptr && *refused != '\0') return false;
+  return output.IsTerminal() && terminal != nullptr && std::strcmp(terminal, "dumb") != 0;
+}
+
+bool InputIsOurs() {
+  return isatty(STDIN_FILENO) == 0 || tcgetpgrp(STDIN_FILENO) == getpgrp();
+}
+
+Screen::Screen(Output& output) : m_output(output) {
+  Enter();
+}
+
+// The alternate screen, without a cursor.
+void Screen::Enter() {
+  m_output.Write("\x1b[?1049h\x1b[?25l");
+  if (!InputIsOurs() || tcgetattr(STDIN_FILENO, &m_before) != 0) return;
+  termios keys = m_before;
+  keys.c_lflag &= ~static_cast<tcflag_t>(ICANON | ECHO);
+  keys.c_cc[VMIN] = 1;
+  keys.c_cc[VTIME] = 0;
+  m_keys = tcsetattr(STDIN_FILENO, TCSANOW, &keys) == 0;
+}
+
+void Screen::Leave() {
+  if (m_keys) tcsetattr(STDIN_FILENO, TCSANOW, &m_before);
+  m_keys = false;
+  m_output.Write("\x1b[?25h\x1b[?1049l");
+}
+
+void Screen::Pause() {
+  Leave();
+  raise(SIGSTOP);
+  Enter();
+}
+
+void Screen::Draw(const std::vector<std::string>& lines) {
+  std::string frame = "\x1b[H";
+  for (size_t i = 0; i < lines.size(); ++i) frame += (i == 0 ? "" : "\r\n") + lines[i] + "\x1b[K";
+  m_output.Write(frame + "\x1b[J");
+}
+
+}  // namespace ssdp_peer

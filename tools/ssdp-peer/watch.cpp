@@ -1,0 +1,156 @@
+// SPDX-License-Identifier: MIT
+#include "watch.h"
+
+#include <algorithm>
+#include <chrono>
+
+#include "json.h"
+#include "signals.h"
+#include "table.h"
+#include "terminal.h"
+#include "text.h"
+#include "verbs.h"
+
+namespace ssdp_peer {
+
+bool Watcher::Announce() {
+  m_next_announcement = Clock::now() + std::chrono::seconds(m_options.every);
+  const bool sent = m_session.Announce();
+  if (!sent) Complain("the announcement could not be sent; \"ssdp-peer doctor\" says more");
+  return sent;
+}
+
+bool Watcher::Search() {
+  const bool sent = m_session.Search();
+  if (!sent) Complain("the search could not be sent; \"ssdp-peer doctor\" says more");
+  return sent;
+}
+
+std::vector<News> Watcher::Step() {
+  std::vector<News> news;
+  if (Clock::now() >= m_next_announcement) Announce();
+  for (const auto& event : m_session.Take()) Take(event, news);
+  for (const auto& peer : m_roster.Expire(Now())) news.push_back({peer, false, Now()});
+  m_roster.Settle(Now());
+  return news;
+}
+
+void Watcher::Take(const Event& event, std::vector<News>& news) {
+  if (event.kind == libSSDP::SSDP_SEARCH_RECEIVED) {
+    news.push_back({Peer(), true, event.time});
+  } else if (event.kind == libSSDP::SSDP_DEVICE_REMOVED) {
+    const Peer peer = m_roster.Left(event.device.m_uuid, event.time);
+    if (peer.change == Change::kLeft) news.push_back({peer, false, event.time});
+  } else if (!m_session.IsOwn(event)) {
+    news.push_back({m_roster.Heard(event.device, event.time), false, event.time});
+  }
+}
+
+// Every second something may expire, and the times on the screen are others.
+Clock::time_point Watcher::NextStep() const {
+  return std::min(m_next_announcement, Clock::now() + std::chrono::seconds(1));
+}
+
+std::vector<std::string> Frame(const Options& options, const Roster& roster,
+                               const std::string& place, const std::string& message, int64_t now,
+                               Output::Size size, bool color) {
+  std::vector<std::string> lines = {Fit(place + "  " + Printable(options.uuid) + "  " +
+                                            Printable(options.status) + "  " +
+                                            Printable(SearchTarget(options)),
+                                        size.columns)};
+  if (color) lines[0] = "\x1b[7m" + lines[0] + "\x1b[0m";
+  auto table = TableLines(roster, now, size.columns, color);
+  const size_t room = size.rows > 3 ? size.rows - 3 : 1;  // above and below it: who we are, keys
+  std::string footer = std::to_string(roster.Count()) + " here   s search  a announce  q quit";
+  if (table.size() > room) {
+    footer = std::to_string(table.size() - room) + " rows more   " + footer;
+    table.resize(room);
+  }
+  lines.insert(lines.end(), table.begin(), table.end());
+  lines.push_back(Fit(Printable(message), size.columns));
+  lines.push_back(Fit(footer, size.columns));
+  return lines;
+}
+
+namespace {
+
+// Where we are: interface and address.
+std::string Place() {
+  const Route route = MulticastRoute();
+  return route.error != 0 ? "no route" : Printable(route.interface) + " " + route.source;
+}
+
+std::string PlainNews(const News& news) {
+  if (news.searched) return TimeText(news.time) + " searched";
+  const Peer& peer = news.peer;
+  return TimeText(news.time) + " " + ChangeName(peer.change) + " " + PrintableWord(peer.address) +
+         " " + PrintableWord(peer.uuid) + " " + Printable(peer.status);
+}
+
+// One line an event; that a peer is still there is news for the verbose alone.
+int WatchPlain(const Options& options, Output& output, Session& session, Watcher& watcher) {
+  Loop loop(session, output);
+  while (loop.Wait(watcher.NextStep())) {
+    for (const auto& news : watcher.Step()) {
+      const bool routine = news.searched || news.peer.change == Change::kNone;
+      if (routine && !options.verbose) continue;
+      const std::string name = news.searched ? "searched" : ChangeName(news.peer.change);
+      if (!options.json)
+        output.Line(PlainNews(news));
+      else
+        output.Line(news.searched ? JsonEvent(name, news.time)
+                                  : JsonPeer(name, news.peer, news.time));
+    }
+  }
+  return kDone;
+}
+
+// False: quit. A failure is told like every other, and so ends up in the message too.
+bool ObeyKeys(const std::string& keys, Watcher& watcher, std::string& message) {
+  for (const char key : keys) {
+    if (key == 'q') return false;
+    if (key == 's' && watcher.Search()) message = "searched";
+    if (key == 'a' && watcher.Announce()) message = "announced";
+  }
+  return true;
+}
+
+int WatchLive(const Options& options, Output& output, Session& session, Watcher& watcher) {
+  const bool color = WantColor(options.color, output);
+  Captured captured;
+  Screen screen(output);
+  Loop loop(session, output);
+  loop.ReadInput();
+  std::string message;
+  do {
+    if (TakePause()) screen.Pause();
+    watcher.Step();
+    if (captured.Read()) message = captured.LastMessage();
+    screen.Draw(
+        Frame(options, watcher.Peers(), Place(), message, Now(), output.TerminalSize(), color));
+  } while (loop.Wait(watcher.NextStep()) && ObeyKeys(loop.TakeInput(), watcher, message));
+  return kDone;
+}
+
+}  // namespace
+
+int Watch(const Options& options, Output& output) {
+  const bool live = output.IsTerminal() && !options.json;
+  Session session(options);
+  Watcher watcher(options, session);
+  if (!session.Running() || !watcher.Announce()) return kNetwork;
+  watcher.Search();  // the others shall not have to announce themselves before they are seen
+  if (!live) TellStart(options, output);
+  const int status = live ? WatchLive(options, output, session, watcher)
+                          : WatchPlain(options, output, session, watcher);
+  return session.End() ? status : static_cast<int>(kNetwork);
+}
+
+bool TellStart(const Options& options, Output& output) {
+  const Route route = MulticastRoute();
+  if (options.json) return output.Line(JsonStarted(options, route.interface, route.source, Now()));
+  return output.Line(TimeText(Now()) + " started " + PrintableWord(route.source) + " " +
+                     PrintableWord(options.uuid) + " " + Printable(options.status));
+}
+
+}  // namespace ssdp_peer

@@ -1,0 +1,52 @@
+// SPDX-License-Identifier: MIT
+#ifndef SSDP_PEER_WATCH_H
+#define SSDP_PEER_WATCH_H
+
+#include <string>
+#include <vector>
+
+#include "loop.h"
+#include "options.h"
+#include "output.h"
+#include "roster.h"
+#include "session.h"
+
+namespace ssdp_peer {
+
+// One thing that happened: a peer's news, or with `searched` a search that we answer.
+struct News {
+  Peer peer;
+  bool searched = false;
+  int64_t time = 0;
+};
+
+// What watching is, however it is shown: the peers, kept up to date, and our own announcements.
+class Watcher {
+ public:
+  Watcher(const Options& options, Session& session) : m_options(options), m_session(session) {}
+
+  // Both tell a failure on standard error.
+  bool Announce();
+  bool Search();
+  // Takes in what has happened, announces when it is due, and returns the news.
+  std::vector<News> Step();
+  Clock::time_point NextStep() const;
+  const Roster& Peers() const { return m_roster; }
+
+ private:
+  void Take(const Event& event, std::vector<News>& news);
+
+  const Options& m_options;
+  Session& m_session;
+  Roster m_roster;
+  Clock::time_point m_next_announcement;
+};
+
+// The lines of one frame.
+std::vector<std::string> Frame(const Options& options, const Roster& roster,
+                               const std::string& place, const std::string& message, int64_t now,
+                               Output::Size size, bool color);
+
+}  // namespace ssdp_peer
+
+#endif
