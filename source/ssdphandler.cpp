@@ -103,7 +103,7 @@ int SSDPHandler::Task() {
   while (IsStarted()) {
     Receive(datagram);
     try {
-      SearchTargetConfig& sconfig = m_search_target;
+      SearchTargetConfig& sconfig = m_search_target ? *m_search_target : m_search_target.emplace();
       if (!SSDP_CHECK(m_ssdpstore->GetConfig(sconfig.m_name, sconfig) == SSDP_SUCCESS))
         return SSDP_FAILURE;
       ProcessResponse(datagram, sconfig.m_search_target);

@@ -2,6 +2,7 @@
 #ifndef LIBSSDP_SOURCE_SSDPLISTENER_H
 #define LIBSSDP_SOURCE_SSDPLISTENER_H
 
+#include <optional>
 #include <string_view>
 
 #include "mutex.h"
@@ -45,7 +46,7 @@ class SSDPListener : public SSDPBase {
 
   // The listener's thread's. Read afresh for every message, but into the same object: making one
   // each time would be a fifth of what a message costs that isn't for us.
-  SearchTargetConfig m_search_target;
+  std::optional<SearchTargetConfig> m_search_target;  // from the first message on
 
   // Without these a stop that comes just before a delay would wait for all of it, and one that
   // comes during it would close the socket under its answer.
