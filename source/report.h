@@ -16,9 +16,9 @@
 //
 // The condition is evaluated once, a reason only when it fails. The line shows the condition's text
 // as it stands in the source, so where that text is odd the formatter is switched off around it.
-#define SSDP_CHECK(condition) ((condition) || SSDP_REPORT(#condition))
+#define SSDP_CHECK(condition) ((condition) ? true : SSDP_REPORT(#condition))
 #define SSDP_CHECK_REASON(condition, reason) \
-  ((condition) || ::libSSDP::ReportFailure(__LINE__, __func__, #condition, reason, __FILE__))
+  ((condition) ? true : ::libSSDP::ReportFailure(__LINE__, __func__, #condition, reason, __FILE__))
 
 // The line alone, for a failure that isn't one expression. Always false.
 #define SSDP_REPORT(text) (::libSSDP::ReportFailure(__LINE__, __func__, text, __FILE__))

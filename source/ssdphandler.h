@@ -2,7 +2,6 @@
 #ifndef LIBSSDP_SOURCE_SSDPHANDLER_H
 #define LIBSSDP_SOURCE_SSDPHANDLER_H
 
-#include <optional>
 #include <string>
 
 #include "ssdpbase.h"
@@ -39,9 +38,8 @@ class SSDPHandler : public SSDPBase {
  private:
   void ProcessResponse(const Datagram& datagram, const std::string& search_target);
 
-  SSDPStorage* m_ssdpstore;  // not owned
-  std::optional<SearchTargetConfig>
-      m_search_target;  // the receiver's thread's, kept as the listener's
+  SSDPStorage* m_ssdpstore;            // not owned
+  SearchTargetConfig m_search_target;  // Task's, kept as the listener's
 };
 
 }  // namespace libSSDP

@@ -127,7 +127,8 @@ class SSDPListener::Answering {
 };
 
 SSDP_STATUS SSDPListener::ProcessMSearch(const char* message, struct sockaddr_in from) {
-  SearchTargetConfig& sconfig = m_search_target ? *m_search_target : m_search_target.emplace();
+  SearchTargetConfig& sconfig = m_search_target;
+  sconfig.m_name = SSDP_CONFIG_SEARCH_TARGET;
   if (!SSDP_CHECK(m_ssdpstore->GetConfig(sconfig.m_name, sconfig) == SSDP_SUCCESS))
     return SSDP_FAILURE;
   if (!ContainsHeader(message, "ST: ", sconfig.m_search_target)) return SSDP_SUCCESS;
@@ -147,17 +148,16 @@ SSDP_STATUS SSDPListener::ProcessMSearch(const char* message, struct sockaddr_in
   if (!SSDP_CHECK(InsertAfter(rconfig.m_response_header, "Cache-Control: max-age=", max_age)))
     return SSDP_FAILURE;
 
+  // A text that could take the max-age is long enough for what follows, marker or not.
   DeviceStatusConfig statusconfig;
   if (!SSDP_CHECK(m_ssdpstore->GetConfig(statusconfig.m_name, statusconfig) == SSDP_SUCCESS))
     return SSDP_FAILURE;
-  if (!SSDP_CHECK(InsertAfter(rconfig.m_response_header, "Status: ", statusconfig.m_status)))
-    return SSDP_FAILURE;
+  InsertAfter(rconfig.m_response_header, "Status: ", statusconfig.m_status);
 
   DeviceUUIDConfig uuidconfig;
   if (!SSDP_CHECK(m_ssdpstore->GetConfig(uuidconfig.m_name, uuidconfig) == SSDP_SUCCESS))
     return SSDP_FAILURE;
-  if (!SSDP_CHECK(InsertAfter(rconfig.m_response_header, "USN: uuid:", uuidconfig.m_uuid)))
-    return SSDP_FAILURE;
+  InsertAfter(rconfig.m_response_header, "USN: uuid:", uuidconfig.m_uuid);
 
   const Answering answering(*this, delay_bound);
   if (!answering.HasBegun()) return SSDP_SUCCESS;
@@ -172,7 +172,8 @@ SSDP_STATUS SSDPListener::ProcessNotify(const char* message, struct sockaddr_in 
 }
 
 SSDP_STATUS SSDPListener::ProcessNotify(std::string_view message, const struct sockaddr_in& from) {
-  SearchTargetConfig& sconfig = m_search_target ? *m_search_target : m_search_target.emplace();
+  SearchTargetConfig& sconfig = m_search_target;
+  sconfig.m_name = SSDP_CONFIG_SEARCH_TARGET;
   if (!SSDP_CHECK(m_ssdpstore->GetConfig(sconfig.m_name, sconfig) == SSDP_SUCCESS))
     return SSDP_FAILURE;
   if (!ContainsHeader(message, "NT: ", sconfig.m_search_target)) return SSDP_SUCCESS;

@@ -2,7 +2,6 @@
 #ifndef LIBSSDP_SOURCE_SSDPLISTENER_H
 #define LIBSSDP_SOURCE_SSDPLISTENER_H
 
-#include <optional>
 #include <string_view>
 
 #include "mutex.h"
@@ -44,9 +43,9 @@ class SSDPListener : public SSDPBase {
   ConditionVariable m_delay_cond;
   SSDPStorage* m_ssdpstore;  // not owned
 
-  // The listener's thread's. Read afresh for every message, but into the same object: making one
-  // each time would be a fifth of what a message costs that isn't for us.
-  std::optional<SearchTargetConfig> m_search_target;  // from the first message on
+  // The listener's thread's, and read afresh for every message. Kept between them for its strings'
+  // memory: to allocate it anew would be a third of what a message costs that isn't for us.
+  SearchTargetConfig m_search_target;
 
   // Without these a stop that comes just before a delay would wait for all of it, and one that
   // comes during it would close the socket under its answer.

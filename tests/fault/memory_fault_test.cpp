@@ -5,6 +5,7 @@
 
 #include <map>
 #include <string>
+#include <vector>
 
 #include "fault.h"
 #include "scarce_memory.h"
@@ -63,11 +64,11 @@ class MemoryFaultTest : public FaultTest {
 TEST_F(MemoryFaultTest, OfCreate) {
   long blocks = 0;           // that stayed after a failure, or that a service is made of
   std::map<long, int> left;  // how often so many stayed
-  int left_socket = -1;      // the first one, the listener's
+  std::vector<int> sockets;
+  sockets.reserve(8);  // before memory is scarce
   seam::calls.socket = [&](int domain, int type, int protocol) {
-    const int made = seam::real.socket(domain, type, protocol);
-    if (left_socket < 0) left_socket = made;
-    return made;
+    sockets.push_back(seam::real.socket(domain, type, protocol));
+    return sockets.back();
   };
   if (__lsan_disable != nullptr) __lsan_disable();
   ForEveryAllocation(
@@ -83,9 +84,10 @@ TEST_F(MemoryFaultTest, OfCreate) {
         ++left[blocks];
       });
   if (__lsan_enable != nullptr) __lsan_enable();
-  // The service, the listener and the handler are one block each, the rest is the store's.
-  EXPECT_EQ(left[blocks - 3], 1) << "the listener's failure";
-  EXPECT_EQ(left[blocks - 2], 1) << "the handler's failure";
+  // The service is one block, the listener and the handler are two each (the object and the name of
+  // the setting that it keeps), the rest is the store's.
+  EXPECT_EQ(left[blocks - 5], 2) << "the listener's failures";
+  EXPECT_EQ(left[blocks - 3], 2) << "the handler's failures";
   EXPECT_EQ(left.size(), 3u);
   EXPECT_EQ(left.count(0), 1u) << "the store's failures";
 
@@ -93,8 +95,11 @@ TEST_F(MemoryFaultTest, OfCreate) {
   EXPECT_EQ(Uninitialize(), SSDP_SUCCESS);
   DestroySSDP();
   ssdpserver = nullptr;
-  ASSERT_EQ(OpenDescriptors(), m_descriptors + 1);
-  ::close(left_socket);
+  ASSERT_EQ(OpenDescriptors(), m_descriptors + 2);
+  // A listener's for each of the handler's failures, and only then the two that were used.
+  ASSERT_EQ(sockets.size(), 4u);
+  ::close(sockets[0]);
+  ::close(sockets[1]);
 }
 
 TEST_F(MemoryFaultTest, OfASetter) {

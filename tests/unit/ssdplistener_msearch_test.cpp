@@ -308,6 +308,17 @@ TEST_F(Responder, ReportsAndSendsNothingWhileTheTemplateIsEmpty) {
   EXPECT_THAT(m_engine.reports, IsEmpty());
 }
 
+TEST_F(Responder, ReportsAndSendsNothingWhenTheTemplateIsTooShortForTheMaxAge) {
+  Set(m_store, &ResponseHeaderConfig::m_response_header, std::string("0123456789"));
+  seam::calls.ctime_r = [](const time_t*, char*) -> char* { return nullptr; };
+  EXPECT_EQ(
+      OutputOf([&] { EXPECT_THAT(Answered(), IsEmpty()); }),
+      "[#] ProcessMSearch: InsertAfter(rconfig.m_response_header, \"Cache-Control: max-age=\", "
+      "max_age) failed. \n source/ssdplistener.cpp\n");
+  EXPECT_THAT(m_system.sent, IsEmpty());
+  EXPECT_THAT(m_engine.reports, IsEmpty());
+}
+
 TEST_F(Responder, ReportsWhatItCannotRead) {
   EXPECT_EQ(FailureOf("ssdp_config_search_target"),
             "[#] ProcessMSearch: m_ssdpstore->GetConfig(sconfig.m_name, sconfig) == SSDP_SUCCESS"
