@@ -311,10 +311,12 @@ TEST_F(Responder, ReportsAndSendsNothingWhileTheTemplateIsEmpty) {
 TEST_F(Responder, ReportsAndSendsNothingWhenTheTemplateIsTooShortForTheMaxAge) {
   Set(m_store, &ResponseHeaderConfig::m_response_header, std::string("0123456789"));
   seam::calls.ctime_r = [](const time_t*, char*) -> char* { return nullptr; };
+  int result = 0;
   EXPECT_EQ(
-      OutputOf([&] { EXPECT_THAT(Answered(), IsEmpty()); }),
+      OutputOf([&] { result = Process(golden::kLampSearch); }),
       "[#] ProcessMSearch: InsertAfter(rconfig.m_response_header, \"Cache-Control: max-age=\", "
       "max_age) failed. \n source/ssdplistener.cpp\n");
+  EXPECT_EQ(result, 1);
   EXPECT_THAT(m_system.sent, IsEmpty());
   EXPECT_THAT(m_engine.reports, IsEmpty());
 }
