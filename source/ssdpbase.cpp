@@ -96,7 +96,7 @@ std::string AddressText(const struct sockaddr_in& address) {
     if (octet >= 10) *end++ = static_cast<char>('0' + octet / 10 % 10);
     *end++ = static_cast<char>('0' + octet % 10);
   }
-  return std::string(text, end);
+  return {text, end};
 }
 
 }  // namespace libSSDP

@@ -1,10 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "allocations.h"
 
-#include <cstddef>
-#include <cstdlib>
-#include <new>
-
 namespace {
 thread_local bool counting = false;
 unsigned every = 0;
@@ -12,30 +8,13 @@ unsigned count = 0;
 unsigned failures = 0;
 }  // namespace
 
-void* operator new(size_t size) {
-  if (counting && every != 0 && ++count % every == 0) {
-    ++failures;
-    throw std::bad_alloc();
-  }
-  void* memory = std::malloc(size == 0 ? 1 : size);
-  if (memory == nullptr) throw std::bad_alloc();
-  return memory;
-}
-
-// A sanitizer's own would not fit our delete.
-void* operator new(size_t size, const std::nothrow_t&) noexcept {
-  return std::malloc(size == 0 ? 1 : size);
-}
-
-void operator delete(void* memory) noexcept {
-  std::free(memory);
-}
-
-void operator delete(void* memory, size_t) noexcept {
-  std::free(memory);
-}
-
 namespace allocations {
+
+bool NextFails() {
+  if (!counting || every == 0 || ++count % every != 0) return false;
+  ++failures;
+  return true;
+}
 
 void FailEvery(unsigned k) {
   every = k;

@@ -9,6 +9,7 @@ namespace allocations {
 // Every `k`-th counted allocation fails from here on; none when `k` is 0.
 void FailEvery(unsigned k);
 
+bool NextFails();     // counts one; for operator new
 bool MayFail();       // k isn't 0
 unsigned Failures();  // since the last FailEvery
 
