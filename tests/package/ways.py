@@ -44,21 +44,24 @@ class Ways:
         if project == "stranger":
             run(self.cmake, "--build", self.folder, "--parallel", "2")
 
-    def with_pkg_config(self, *options):
+    def with_pkg_config(self, static):
         self.folder.mkdir()
         # Nothing but ours is found.
         environment = dict(os.environ, PKG_CONFIG_LIBDIR=str(self.libdir / "pkgconfig"))
-        ask = ["pkg-config", *options]
+        ask = ["pkg-config", "--static"] if static else ["pkg-config"]
         if run(*ask, "--modversion", "libSSDP", env=environment) != self.version + "\n":
             sys.exit("libSSDP.pc has another version")
         found = shlex.split(run(*ask, "--cflags", "--libs", "libSSDP", env=environment))
         for path in [flag[2:] for flag in found if flag[:2] in ("-I", "-L")]:
             if self.prefix not in pathlib.Path(path).resolve().parents:
                 sys.exit(f"libSSDP.pc leads out of its prefix: {path}")
-        static = ["-static"] if "--static" in options else []
+        # g++ would add the latter two by itself, a C compiler that links would not.
+        libraries = ["-lSSDP"] if not static else ["-lSSDP", "-pthread", "-lstdc++"]
+        if [flag for flag in found if flag[:2] not in ("-I", "-L")] != libraries:
+            sys.exit("libSSDP.pc has other libraries")
         flags = shlex.split(os.environ.get("CXXFLAGS", ""))
         run(os.environ["CXX"], "-std=c++17", *flags, *WARNINGS, HERE / "stranger/main.cpp",
-            "-o", self.folder / "stranger", *static, *found)
+            "-o", self.folder / "stranger", *(["-static"] if static else []), *found)
 
     def program(self, shared):
         program = self.folder / "stranger"
@@ -82,11 +85,11 @@ class Ways:
         self.program(shared=False)
 
     def pkg_config_shared(self):
-        self.with_pkg_config()
+        self.with_pkg_config(static=False)
         self.program(shared=True)
 
     def pkg_config_static(self):
-        self.with_pkg_config("--static")
+        self.with_pkg_config(static=True)
         self.program(shared=False)
 
     def add_subdirectory(self):
