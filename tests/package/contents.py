@@ -20,6 +20,7 @@ def files(libdir, version, build_type, with_tool):
         yield from ("bin/ssdp-peer", "share/man/man1/ssdp-peer.1")
         yield "share/bash-completion/completions/ssdp-peer"
         yield "share/zsh/vendor-completions/_ssdp-peer"
+        yield "share/doc/ssdp-peer/examples/ssdp-peer.service"
 
 
 def check(condition, complaint):
