@@ -7,7 +7,7 @@ target_compile_options(ssdp_flags INTERFACE
   -fvisibility=hidden -fvisibility-inlines-hidden -fno-plt
   # Failure lines name the file relative to the source tree, and the same source gives the same
   # bytes, wherever it was built.
-  -ffile-prefix-map=${PROJECT_SOURCE_DIR}/= -ffile-prefix-map=${PROJECT_BINARY_DIR}=build)
+  -ffile-prefix-map=${PROJECT_BINARY_DIR}=build -ffile-prefix-map=${PROJECT_SOURCE_DIR}/=)
 if(LIBSSDP_WERROR)
   target_compile_options(ssdp_flags INTERFACE -Werror)
 endif()
