@@ -2,7 +2,7 @@
 #ifndef LIBSSDP_LIBSSDP_H
 #define LIBSSDP_LIBSSDP_H
 
-/// @file
+/// @mainpage
 /// libSSDP: devices of one kind find each other on the local IPv4 network.
 ///
 /// A host makes the service, sets what its device is, starts it, and is told through one callback
