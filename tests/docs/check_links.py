@@ -12,7 +12,7 @@ FOLDERS = "bench|cmake|docs|examples|include|scripts|source|tests|tools"
 
 
 def without_blocks(text):
-    return re.sub(r"^```.*?^```$", "", text, flags=re.M | re.S)
+    return re.sub(r"^ *```.*?^ *```$", "", text, flags=re.M | re.S)
 
 
 def anchors(path):

@@ -62,16 +62,17 @@ def read_blocks(path):
 
 
 def read_block(number, fence, lines):
-    language, _, words = fence[3:].partition(" ")
-    if not fence.startswith("```") or language not in LANGUAGES:
-        raise Fault(f"{number}: a fence must stand at the margin and name one of "
-                    + ", ".join(sorted(LANGUAGES)))
+    indent = len(fence) - len(fence.lstrip())  # of the list that the block stands in
+    language, _, words = fence[indent + 3:].partition(" ")
+    if "~" in fence or language not in LANGUAGES:
+        raise Fault(f"{number}: a fence must name one of " + ", ".join(sorted(LANGUAGES)))
     if language == "text" and words not in ("output", "picture"):
         raise Fault(f"{number}: text is either output or picture")
     if " " in words and not words.startswith("no-run: "):
         raise Fault(f"{number}: not a file name: {words}")
     text = ""
     for _, line in lines:
+        line = line[indent:]
         if line == "```":
             if not text.strip():
                 raise Fault(f"{number}: an empty block")
