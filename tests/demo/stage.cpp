@@ -11,6 +11,7 @@
 #include <ctime>
 #include <nlohmann/json.hpp>
 #include <sstream>
+#include <stdexcept>
 #include <thread>
 #include <tuple>
 
@@ -107,7 +108,7 @@ void Stage::SwitchOn(const std::string& host) {
   lamp.taken = 0;
   lamp.started = false;
   lamp.since = ++m_switched_on;
-  Promise(Await([&] { return lamp.started; }), host + ": ssdp-peer starts");
+  if (!Await([&] { return lamp.started; })) throw std::runtime_error(host + "'s lamp doesn't start");
 }
 
 void Stage::TypeStatus(const std::string& host, const std::string& status) {
