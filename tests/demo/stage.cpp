@@ -108,7 +108,8 @@ void Stage::SwitchOn(const std::string& host) {
   lamp.taken = 0;
   lamp.started = false;
   lamp.since = ++m_switched_on;
-  if (!Await([&] { return lamp.started; })) throw std::runtime_error(host + "'s lamp doesn't start");
+  if (!Await([&] { return lamp.started; }))
+    throw std::runtime_error(host + "'s lamp doesn't start");
 }
 
 void Stage::TypeStatus(const std::string& host, const std::string& status) {
