@@ -11,8 +11,8 @@ namespace {
 
 void Appear(Stage& stage) {
   stage.Heading(
-      "The hall's lamp watches who else is there. It searches at once, and nobody answers\n"
-      "but itself.");
+      "The hall's lamp watches who else is there. It searches at once, and nobody\n"
+      "answers but itself.");
   stage.SwitchOn("hall");
   stage.Expect({"hall", "answers a search", "lamp-hall", "10.77.0.1", "on"});
 
@@ -24,8 +24,8 @@ void Appear(Stage& stage) {
 
 void Search(Stage& stage) {
   stage.Heading(
-      "The cellar's comes last, and watches. It has missed what the others announced, but\n"
-      "every lamp answers its search, each after a random part of two seconds.");
+      "The cellar's comes last, and watches. It has missed what the others announced,\n"
+      "but every lamp answers its search, each after a random part of two seconds.");
   stage.SwitchOn("cellar");
   stage.Expect({"hall", "appears by announcement", "lamp-cellar", "10.77.0.3", "on"});
   stage.Expect({"cellar", "answers a search", "lamp-cellar", "10.77.0.3", "on"});
@@ -53,7 +53,8 @@ void Leave(Stage& stage) {
     stage.Expect({host, "says goodbye", "lamp-kitchen", "10.77.0.2", "off"});
 
   stage.Heading(
-      "The cellar's lamp is killed: no goodbye. What it announced is good for 3 seconds.");
+      "The cellar's lamp is killed: no goodbye. What it announced is good for 3\n"
+      "seconds.");
   stage.Kill("cellar");
   stage.Expect({"hall", "expires without a goodbye", "lamp-cellar", "10.77.0.33", "on"});
 }
@@ -75,9 +76,10 @@ void Return(Stage& stage) {
 
 int Play() {
   std::puts(
-      "Three hosts on a private network inside this machine: the hall, the kitchen and the\n"
-      "cellar. No packet leaves it. On each runs ssdp-peer as a lamp, by the command shown.\n"
-      "A line below is what that lamp tells: the demo adds --json, and puts it in words.");
+      "Three hosts on a private network inside this machine: the hall, the kitchen and\n"
+      "the cellar. No packet leaves it. On each runs ssdp-peer as a lamp, by the\n"
+      "command shown. Below it stands what the lamps tell: the demo adds --json, and\n"
+      "puts that in words.");
   Stage stage;
   for (const auto& scene : {Appear, Search, Change, Leave, Return}) scene(stage);
   return stage.Conclude() ? 0 : 1;

@@ -48,7 +48,7 @@ void PrintCommand(const std::string& host, const std::vector<std::string>& argum
   std::string line = host + "$ ssdp-peer";
   size_t start = 0;
   for (const auto& word : arguments) {
-    if (line.size() + word.size() - start > 78) {
+    if (line.size() + word.size() - start > 77) {
       start = line.size();
       line += " \\\n   ";
     }
@@ -63,9 +63,11 @@ std::vector<std::string> Devices(const std::vector<std::string>& table) {
   std::vector<std::string> devices;
   for (size_t i = 1; i < table.size(); ++i) {
     std::istringstream row(table[i]);
-    std::string uuid, address, status;
-    row >> uuid >> address >> status;
-    devices.push_back(uuid + ' ' + address + ' ' + status);
+    std::string device;
+    std::string word;
+    for (int column = 0; column < 3 && row >> word; ++column)
+      device += (column > 0 ? " " : "") + word;
+    devices.push_back(device);
   }
   return devices;
 }
@@ -199,9 +201,9 @@ void Stage::Show(const Event& event) {
   if (event.words.rfind("appears", 0) == 0) colour = Colour("\033[32m");
   if (event.words.find("changes") != std::string::npos) colour = Colour("\033[33m");
   if (event.words.find("goodbye") != std::string::npos) colour = Colour("\033[31m");
-  std::printf("  %s  %-8s %s%-31s%s %-13s %-11s %s\n", TimeOfDay().c_str(), event.host.c_str(),
-              colour, event.words.c_str(), Colour("\033[0m"), event.uuid.c_str(),
-              event.address.c_str(), event.status.c_str());
+  std::printf("%s  %-8s%s%-30s%s %-12s %-10s %s\n", TimeOfDay().c_str(), event.host.c_str(), colour,
+              event.words.c_str(), Colour("\033[0m"), event.uuid.c_str(), event.address.c_str(),
+              event.status.c_str());
   std::fflush(stdout);
   m_events.push_back(event);
 }

@@ -68,7 +68,9 @@ class Stage {
   void Show(const Event& event);
 
   support::Lan m_lan{3};
-  std::map<std::string, Lamp> m_lamps;  // by the host's name
+  // By the host's name. Heard from the last to the first, so that who announces or answers mostly
+  // comes before who hears of it.
+  std::map<std::string, Lamp, std::greater<>> m_lamps;
   std::vector<Event> m_events;
   size_t m_scene = 0;  // how many events there were when the scene began
   size_t m_switched_on = 0;
