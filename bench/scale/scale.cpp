@@ -193,10 +193,12 @@ void Scale::End() {
 }
 
 // One search after another, from one peer after another, at such a rate that they keep a listener
-// busy for half of the time.
+// busy for half of the time. Announcements come at the full second, so the searches must come in
+// all its parts.
 void Scale::SearchesBesideAnnouncing(int mx, int count) {
   Mark(("searches_mx_" + std::to_string(mx)).c_str());
-  for (int i = 0; i < count; ++i, Sleep(mx)) Search(static_cast<size_t>(i) % m_running.size(), mx);
+  for (int i = 0; i < count; ++i, Sleep(mx + 1.0 / count))
+    Search(static_cast<size_t>(i) % m_running.size(), mx);
   Mark(("searches_end_mx_" + std::to_string(mx)).c_str());
 }
 
