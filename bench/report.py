@@ -49,8 +49,10 @@ def note(text, measured, spread=""):
 
 
 def ratio_goal(text, limit, costs, against):
+    """Of the lowest figures, for other programs on the machine only ever add to one; the spread is
+    that of the rounds' own ratios."""
     ratios = [cost / bare for cost, bare in zip(costs, against)]
-    goal(text, limit, statistics.median(ratios), "x", f"{min(ratios):.2f} to {max(ratios):.2f}")
+    goal(text, limit, min(costs) / min(against), "x", f"{min(ratios):.2f} to {max(ratios):.2f}")
 
 
 # --- The goals, one function for each kind of measurement.
@@ -109,6 +111,8 @@ def resources():
     goal("idle, wake-ups a second", 5.2, figures["idle_wakeups_per_second"], "")
     goal("idle, allocations a pass", 1, figures["idle_allocations_per_pass"], "")
     goal("idle, CPU in 10 s", 2, figures["idle_cpu_ms_in_10_s"], "ms")
+    note("as many pauses and nothing else, CPU in 10 s",
+         f"{figures['idle_bare_cpu_ms_in_10_s']:.2f} ms")
     goal("heap a known peer", 400, figures["heap_bytes_per_peer"], "bytes")
     goal("start / its bare system calls", 2, figures["start_ratio"], "x")
 

@@ -14,14 +14,18 @@ SSDP* ssdpserver = nullptr;
 
 namespace {
 
+[[gnu::cold]] SSDP_STATUS Caught(const char* function, const std::exception& error) {
+  ReportFailure(__LINE__, function, error.what(), __FILE__);
+  return SSDP_FAILURE;
+}
+
 // The library's boundary: no exception leaves it. `function` is the entry point, for the report.
 template <typename Operation>
 SSDP_STATUS Guarded(const char* function, Operation operation) {
   try {
     return operation();
   } catch (const std::exception& error) {
-    ReportFailure(__LINE__, function, error.what(), __FILE__);
-    return SSDP_FAILURE;
+    return Caught(function, error);
   }
 }
 

@@ -101,7 +101,7 @@ bool ReadDevice(std::string_view message, int64_t now, ShortStatus short_status,
 
   device.m_expiry = Saturate<int32_t>(now + ReadNumber(max_age));
   device.m_status.assign(status, length < ending ? 0 : length - ending);
-  device.m_uuid = std::string(uuid, uuid_end);
+  device.m_uuid.assign(uuid, uuid_end);
   return true;
 }
 

@@ -122,10 +122,9 @@ void SSDPHandler::ProcessResponse(const Datagram& datagram, const std::string& s
 
   struct timeval now = {};
   gettimeofday(&now, nullptr);
-  DeviceInfo device;
-  if (!ReadDevice(text, now.tv_sec, ShortStatus::kReadAsEmpty, device)) return;
-  device.m_address = AddressText(datagram.from);
-  m_engine_callback(m_engine_context, &device, true, false);
+  if (!ReadDevice(text, now.tv_sec, ShortStatus::kReadAsEmpty, m_device)) return;
+  m_device.m_address = AddressText(datagram.from);
+  m_engine_callback(m_engine_context, &m_device, true, false);
 }
 
 }  // namespace libSSDP

@@ -39,7 +39,8 @@ class SSDPHandler : public SSDPBase {
   void ProcessResponse(const Datagram& datagram, const std::string& search_target);
 
   SSDPStorage* m_ssdpstore;            // not owned
-  SearchTargetConfig m_search_target;  // Task's, kept as the listener's
+  SearchTargetConfig m_search_target;  // Task's, both kept as the listener's
+  DeviceInfo m_device;
 };
 
 }  // namespace libSSDP

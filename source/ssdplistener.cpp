@@ -180,10 +180,9 @@ SSDP_STATUS SSDPListener::ProcessNotify(std::string_view message, const struct s
 
   struct timeval now = {};
   gettimeofday(&now, nullptr);
-  DeviceInfo device;
-  if (!ReadDevice(message, now.tv_sec, ShortStatus::kReject, device)) return SSDP_SUCCESS;
-  device.m_address = AddressText(from);
-  m_engine_callback(m_engine_context, &device, Contains(message, "ssdp:alive"), false);
+  if (!ReadDevice(message, now.tv_sec, ShortStatus::kReject, m_device)) return SSDP_SUCCESS;
+  m_device.m_address = AddressText(from);
+  m_engine_callback(m_engine_context, &m_device, Contains(message, "ssdp:alive"), false);
   return SSDP_SUCCESS;
 }
 

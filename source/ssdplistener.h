@@ -43,9 +43,11 @@ class SSDPListener : public SSDPBase {
   ConditionVariable m_delay_cond;
   SSDPStorage* m_ssdpstore;  // not owned
 
-  // The listener's thread's, and read afresh for every message. Kept between them for its strings'
-  // memory: to allocate it anew would be a third of what a message costs that isn't for us.
+  // The listener's thread's, and filled afresh for every message. Kept between them for their
+  // strings' memory: to allocate it anew would be a third of what a message costs that isn't for
+  // us.
   SearchTargetConfig m_search_target;
+  DeviceInfo m_device;
 
   // Without these a stop that comes just before a delay would wait for all of it, and one that
   // comes during it would close the socket under its answer.

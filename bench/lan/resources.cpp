@@ -79,6 +79,13 @@ void Idle() {
   StopLibrary();
 }
 
+// As many pauses of the same length and nothing between them: what waking up costs by itself.
+void BareIdle() {
+  const int64_t cpu = ProcessCpu();
+  for (int i = 0; i < 50; ++i) usleep(200000);
+  std::printf("idle_bare_cpu_ms_in_10_s %.2f\n", static_cast<double>(ProcessCpu() - cpu) / 1e6);
+}
+
 size_t KnownPeers() {
   std::map<std::string, libSSDP::DeviceInfo*> devices;
   libSSDP::GetDevices(devices);
@@ -203,6 +210,7 @@ int main() {
     std::fprintf(stderr, "no private network: %s\n", reason.c_str());
     return 1;
   }
+  BareIdle();
   Idle();
   HeapOfAPeer();
   Start();
