@@ -41,7 +41,7 @@ extern const std::string SSDP_CONFIG_NOTIFY_TIMEOUT;
 // objects in both directions.
 class SSDPConfig {
  public:
-  explicit SSDPConfig(const std::string& name) : m_name(name) {}
+  explicit SSDPConfig(std::string name) : m_name(std::move(name)) {}
   SSDPConfig(const SSDPConfig&) = default;
   SSDPConfig& operator=(const SSDPConfig&) = default;
   virtual ~SSDPConfig() = default;
