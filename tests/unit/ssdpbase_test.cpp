@@ -215,6 +215,16 @@ TEST_F(Base, SeesNothingAndPausesAfterAFailedReceive) {
   EXPECT_THAT(m_system.log, ElementsAre("recvfrom", "usleep"));
 }
 
+// As a socket does that is shut down but not closed: 0 bytes, and no sender.
+TEST_F(Base, PausesAfterAReceiveOfNothingFromNobody) {
+  seam::calls.recvfrom = [](int, void*, size_t, int, sockaddr*, socklen_t*) { return 0; };
+  m_base.Start();
+  m_system.log.clear();
+  m_base.Receive(m_datagram);
+  EXPECT_STREQ(m_datagram.text, "");
+  EXPECT_THAT(m_system.log, ElementsAre("usleep"));
+}
+
 TEST_F(Base, DoesNotPauseOnceStopped) {
   m_base.Init();
   m_base.Stop();

@@ -127,6 +127,11 @@ TEST_F(Delay, DoesNotMakeDeInitWaitForACallbackThatTakesTooLong) {
     m_delaying.set_value();
     return seam::real.pthread_cond_timedwait(cond, mutex, until);
   };
+  std::vector<useconds_t> pauses;
+  seam::calls.usleep = [&](useconds_t microseconds) {
+    pauses.push_back(microseconds);
+    return 0;
+  };
   seam::calls.close = [&, this](int) {
     Log("close");  // before the answer's turn comes
     released.set_value();
@@ -136,6 +141,7 @@ TEST_F(Delay, DoesNotMakeDeInitWaitForACallbackThatTakesTooLong) {
   m_delaying.get_future().wait();
   EXPECT_EQ(m_listener.DeInit(), 0);
   EXPECT_THAT(m_log, testing::ElementsAre("shutdown", "close", "answer"));
+  EXPECT_EQ(pauses, std::vector<useconds_t>(1000, 1000));  // one second, a millisecond at a time
 }
 
 }  // namespace
