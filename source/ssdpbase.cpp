@@ -20,7 +20,8 @@ SSDPBase::SSDPBase(EngineCallback callback, void* context)
       m_local_addr(),
       m_group_addr(),
       m_local_ip(),
-      m_closed(false) {}
+      m_closed(false),
+      m_sending(0) {}
 
 SSDP_STATUS SSDPBase::Init() {
   if (!SSDP_CHECK(Start() == SSDP_SUCCESS)) return SSDP_FAILURE;
@@ -36,10 +37,10 @@ SSDP_STATUS SSDPBase::DeInit() {
 
 void SSDPBase::CloseSocket() {
   shutdown(m_handle, SHUT_RDWR);  // "not connected" is its usual answer, and it wakes all the same
-  // Closed under the thread, the descriptor's number could go to someone else before the thread's
-  // next receive. Not for ever: the host's callback may take its time, and there are systems where
-  // only the closing wakes a receive.
-  for (int waited = 0; IsRunning() && waited < 1000; ++waited) Pause(1);
+  // Closed under a thread that uses it, the descriptor's number could go to someone else before
+  // that thread's next call. Not for ever: the host's callback may take its time, and there are
+  // systems where only the closing wakes a receive.
+  for (int waited = 0; (IsRunning() || m_sending > 0) && waited < 1000; ++waited) Pause(1);
   close(m_handle);
 }
 
@@ -68,8 +69,11 @@ void SSDPBase::Receive(Datagram& datagram) {
 }
 
 size_t SSDPBase::Send(const std::string& message, const struct sockaddr_in& to) {
-  return static_cast<size_t>(sendto(Socket(), message.data(), message.length(), 0,
-                                    reinterpret_cast<const struct sockaddr*>(&to), sizeof(to)));
+  ++m_sending;  // before the look at m_closed: whoever closes sees this send or is seen by it
+  const ssize_t sent = sendto(Socket(), message.data(), message.length(), 0,
+                              reinterpret_cast<const struct sockaddr*>(&to), sizeof(to));
+  --m_sending;
+  return static_cast<size_t>(sent);
 }
 
 void Pause(int milliseconds) {

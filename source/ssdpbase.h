@@ -74,8 +74,8 @@ class SSDPBase : public WorkerThread {
   // that a loop over a broken socket doesn't burn a core.
   void Receive(Datagram& datagram);
 
-  // Sends one datagram and returns the bytes that left. A failure counts as a length that no
-  // message has.
+  // Sends one datagram, on any thread, and returns the bytes that left. A failure counts as a
+  // length that no message has.
   size_t Send(const std::string& message, const struct sockaddr_in& to);
 
   const EngineCallback m_engine_callback;
@@ -93,6 +93,7 @@ class SSDPBase : public WorkerThread {
   int Socket() const { return m_closed ? -1 : m_handle; }
 
   std::atomic<bool> m_closed;  // written by the owner's thread, read by all
+  std::atomic<int> m_sending;  // threads inside Send
 };
 
 // A socket of its own for the calling process: closed when the host executes another program.

@@ -6,6 +6,7 @@
 #include <gmock/gmock.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <cstring>
@@ -42,6 +43,7 @@ class OpenBase : public SSDPBase {
   using SSDPBase::m_local_ip;
   using SSDPBase::Receive;
   using SSDPBase::RecordLocalAddress;
+  using SSDPBase::Send;
   std::function<void()> m_body;
 };
 
@@ -90,6 +92,21 @@ TEST_F(Base, StopsThenShutsDownThenClosesThenJoins) {
   EXPECT_EQ(m_base.DeInit(), 0);
   EXPECT_THAT(m_system.log, ElementsAre("stop", "shutdown", "close", "pthread_join"));
   EXPECT_TRUE(m_base.IsSpent());
+}
+
+// A stop that comes from inside a send can't see its end, which shows how long it waits for one.
+TEST_F(Base, WaitsASecondForASendBeforeItCloses) {
+  m_base.m_handle = 1000;
+  m_base.Init();
+  m_system.log.clear();
+  seam::calls.sendto = [this](int, const void*, size_t, int, const struct sockaddr*, socklen_t) {
+    return m_base.DeInit();
+  };
+  m_base.Send("", {});
+  ASSERT_EQ(m_system.log.size(), 1003u);
+  EXPECT_EQ(m_system.log[0], "shutdown");
+  EXPECT_EQ(std::count(m_system.log.begin(), m_system.log.end(), "usleep"), 1000);
+  EXPECT_EQ(m_system.log[1001], "close");
 }
 
 TEST_F(Base, ShutsItsOwnSocketDownInBothDirectionsAndKeepsItsNumber) {

@@ -188,10 +188,29 @@ TEST_F(Registry, BlocksTheNextAccessAfterAnUnknownName) {
   EXPECT_TRUE(held);
 }
 
+// Unlocks in the end what was locked last: no mutex may be destroyed while it is locked.
+class UnlockTheLast {
+ public:
+  UnlockTheLast() {
+    seam::calls.pthread_mutex_lock = [this](pthread_mutex_t* mutex) {
+      m_mutex = mutex;
+      return seam::real.pthread_mutex_lock(mutex);
+    };
+  }
+  ~UnlockTheLast() {
+    seam::calls.pthread_mutex_lock = nullptr;
+    pthread_mutex_unlock(m_mutex);
+  }
+
+ private:
+  pthread_mutex_t* m_mutex = nullptr;
+};
+
 TEST(Device, ForwardsToItsRegistryUnchanged) {
   struct Device : SSDPDevice {
     Device() { m_configmap.RegisterConfig("domain", DomainNameConfig()); }
   } device;
+  UnlockTheLast unlock;
   DomainNameConfig config, read;
   config.m_domain_name = "x";
   EXPECT_EQ(device.SetConfig("domain", config), 0);
@@ -204,6 +223,7 @@ TEST(Device, ForwardsToItsRegistryUnchanged) {
 
 TEST(Device, ForwardsTheFailureOfARead) {
   SSDPDevice device;
+  UnlockTheLast unlock;
   DomainNameConfig config;
   SSDP_STATUS status = 0;
   EXPECT_EQ(OutputOf([&] { status = device.GetConfig("nobody", config); }), kUnknownInGet);
