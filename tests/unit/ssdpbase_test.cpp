@@ -296,6 +296,16 @@ TEST_F(Base, HandsOnThatThereIsNoSocket) {
   EXPECT_THAT(m_system.log, IsEmpty());
 }
 
+TEST_F(Base, WritesEveryOctetAsTheSystemDoes) {
+  for (uint32_t octet = 0; octet < 256; ++octet) {
+    sockaddr_in address = {};
+    address.sin_addr.s_addr = htonl(octet << 24 | (255 - octet) << 16 | octet << 8 | octet);
+    char expected[INET_ADDRSTRLEN];
+    inet_ntop(AF_INET, &address.sin_addr, expected, sizeof(expected));
+    EXPECT_EQ(AddressText(address), expected);
+  }
+}
+
 TEST_F(Base, WritesAddressesDotted) {
   EXPECT_EQ(AddressText(support::Address("192.168.1.7", 1)), "192.168.1.7");
   EXPECT_EQ(AddressText(support::Address("255.255.255.255", 1)), "255.255.255.255");
