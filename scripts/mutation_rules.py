@@ -30,9 +30,10 @@ WORDS = {
     "kReadAsEmpty": "kReject",
 }  # fmt: skip
 # What begins a declaration: without it, what follows would not compile.
-DECLARES = {"auto", "class", "const", "constexpr", "enum", "extern", "friend", "namespace", "static",
-            "struct", "template", "typedef", "using", "public", "private", "protected",
-            "virtual", "explicit"}  # fmt: skip
+DECLARES = {
+    "auto", "class", "const", "constexpr", "enum", "explicit", "extern", "friend", "namespace",
+    "private", "protected", "public", "static", "struct", "template", "typedef", "using", "virtual",
+}  # fmt: skip
 
 
 @dataclass(frozen=True)
@@ -59,8 +60,8 @@ class Mutant:
         old, new = source.split("\n"), self.apply(source).split("\n")
         changed = [i for i, (a, b) in enumerate(zip(old, new)) if a != b]
         first, last = changed[0], changed[-1] + 1
-        strip = lambda lines: [line.strip() for line in lines[first:last] if line.strip()]
-        return first + 1, strip(old), strip(new)
+        old, new = ([line.strip() for line in lines[first:last]] for lines in (old, new))
+        return first + 1, list(filter(None, old)), list(filter(None, new))
 
 
 def tokens_of(source):
