@@ -2,7 +2,7 @@
 #ifndef LIBSSDP_LIBSSDP_H
 #define LIBSSDP_LIBSSDP_H
 
-/// @file
+/// @mainpage
 /// libSSDP: devices of one kind find each other on the local IPv4 network.
 ///
 /// A host makes the service, sets what its device is, starts it, and is told through one callback
@@ -49,12 +49,14 @@
 #include <map>
 #include <string>
 
+/// Marks what the shared library exports.
 #if defined(__GNUC__)
 #define LIBSSDP_API __attribute__((visibility("default")))
 #else
 #define LIBSSDP_API
 #endif
 
+/// Everything that the library offers: functions, results, a record and the callback's events.
 namespace libSSDP {
 
 /// The result of every function.
@@ -141,8 +143,7 @@ LIBSSDP_API SSDP_STATUS DestroySSDP();
 /// CreateSSDP must have come before: that isn't checked. Does not block on the network.
 ///
 /// @return SSDP_SUCCESS; SSDP_FAILURE when a step failed. The steps before it are not undone. To
-/// try
-///     again after a thread could not be created, call Uninitialize first, which fails at the
+///     try again after a thread could not be created, call Uninitialize first, which fails at the
 ///     missing thread, and then this.
 LIBSSDP_API SSDP_STATUS Initialize();
 
@@ -166,6 +167,7 @@ LIBSSDP_API SSDP_STATUS Uninitialize();
 /// within a second of hearing of it. 0 or less always switches the announcing off. Since both are
 /// one value, a peer that loses one announcement forgets the device until the next.
 ///
+/// @param seconds  above 0 for a device that shall be known to others.
 /// @return SSDP_SUCCESS, SSDP_FAILURE (memory) or SSDP_NOT_CREATED.
 LIBSSDP_API SSDP_STATUS SetNotifyTimeOut(int seconds);
 
@@ -175,6 +177,7 @@ LIBSSDP_API SSDP_STATUS SetNotifyTimeOut(int seconds);
 /// Unset it is -1, and is sent as -1: peers that run this library take its magnitude, 1 second. 0
 /// gets no answer.
 ///
+/// @param timeout  above 0.
 /// @return SSDP_SUCCESS, SSDP_FAILURE (memory) or SSDP_NOT_CREATED.
 LIBSSDP_API SSDP_STATUS SetMSearchTimeOut(int timeout);
 
@@ -183,6 +186,7 @@ LIBSSDP_API SSDP_STATUS SetMSearchTimeOut(int timeout);
 /// No line end and no "ssdp:alive" in it: peers search the whole message, and would take what
 /// stands here for a part of it.
 ///
+/// @param status  any text that the 512 bytes have room for; copied, as every text is.
 /// @return SSDP_SUCCESS, SSDP_FAILURE (memory) or SSDP_NOT_CREATED.
 LIBSSDP_API SSDP_STATUS SetStatus(std::string status);
 
@@ -195,6 +199,7 @@ LIBSSDP_API SSDP_STATUS SetStatus(std::string status);
 ///
 /// Blocks while a callback runs; must not be called from one.
 ///
+/// @param devices  where the records are added.
 /// @return SSDP_SUCCESS, SSDP_FAILURE (memory) or SSDP_NOT_CREATED.
 LIBSSDP_API SSDP_STATUS GetDevices(std::map<std::string, DeviceInfo*>& devices);
 
@@ -219,6 +224,8 @@ LIBSSDP_API SSDP_STATUS Announce();
 /// Set it before Initialize, on the same thread: the library's threads read it without a lock. A
 /// host must have one: an answered search calls it without looking whether it is null.
 ///
+/// @param callback  what is called.
+/// @param context  handed to every call; the library does nothing else with it.
 /// @return SSDP_SUCCESS or SSDP_NOT_CREATED.
 LIBSSDP_API SSDP_STATUS SetCallback(SSDPCallback callback, void* context);
 
@@ -226,6 +233,7 @@ LIBSSDP_API SSDP_STATUS SetCallback(SSDPCallback callback, void* context);
 /// That is all it does: the system's routing decides where the multicast goes. Empty when unset; an
 /// unknown name does no harm.
 ///
+/// @param interface  its name, as the system knows it.
 /// @return SSDP_SUCCESS, SSDP_FAILURE (memory) or SSDP_NOT_CREATED.
 LIBSSDP_API SSDP_STATUS SetNetworkInterface(std::string interface);
 
@@ -233,23 +241,27 @@ LIBSSDP_API SSDP_STATUS SetNetworkInterface(std::string interface);
 /// Architecture 1.1, 1.2.2: NT), which says what kind of device this is. Only devices whose search
 /// target begins with ours are seen. Takes effect with Initialize. Empty when unset.
 ///
+/// @param name  DOMAIN, by custom with "-" for each "." ("example-org").
 /// @return SSDP_SUCCESS, SSDP_FAILURE (memory) or SSDP_NOT_CREATED.
 LIBSSDP_API SSDP_STATUS SetDomainName(std::string name);
 
 /// Sets the second part of the search target; see SetDomainName.
 ///
+/// @param type  TYPE ("Lamp").
 /// @return SSDP_SUCCESS, SSDP_FAILURE (memory) or SSDP_NOT_CREATED.
 LIBSSDP_API SSDP_STATUS SetDeviceType(std::string type);
 
 /// Sets the third part of the search target; see SetDomainName. A device of version 1 sees those of
 /// version 10 too, for their target begins with its own.
 ///
+/// @param version  VERSION ("1").
 /// @return SSDP_SUCCESS, SSDP_FAILURE (memory) or SSDP_NOT_CREATED.
 LIBSSDP_API SSDP_STATUS SetVersionInfo(std::string version);
 
 /// Sets the text of the USER-AGENT header of our searches (UPnP Device Architecture 1.1, 1.3.2).
 /// Takes effect with Initialize. Empty when unset.
 ///
+/// @param agent  system, UPnP version and product ("Linux/6.1 UPnP/1.1 lamp/2.0").
 /// @return SSDP_SUCCESS, SSDP_FAILURE (memory) or SSDP_NOT_CREATED.
 LIBSSDP_API SSDP_STATUS SetUserAgent(std::string agent);
 
@@ -257,17 +269,20 @@ LIBSSDP_API SSDP_STATUS SetUserAgent(std::string agent);
 /// effect with Initialize. Empty when unset. A text that contains "ST: ", "USN: uuid:" or "Status:
 /// " draws that header's value to itself and spoils the answers.
 ///
+/// @param info  system, UPnP version and product ("Linux/6.1 UPnP/1.1 lamp/2.0").
 /// @return SSDP_SUCCESS, SSDP_FAILURE (memory) or SSDP_NOT_CREATED.
 LIBSSDP_API SSDP_STATUS SetServerInfo(std::string info);
 
 /// Sets the device's UUID (UPnP Device Architecture 1.1, 1.1.4), under which peers know it: any
 /// text without a ":", one for each device, the same after a restart. Empty when unset.
 ///
+/// @param uuid  by custom 36 characters, as uuidgen(1) prints them.
 /// @return SSDP_SUCCESS, SSDP_FAILURE (memory) or SSDP_NOT_CREATED.
 LIBSSDP_API SSDP_STATUS SetUUID(std::string uuid);
 
 /// Puts the device's UUID into `uuid`, empty when it was never set.
 ///
+/// @param uuid  where it is put.
 /// @return SSDP_SUCCESS, SSDP_FAILURE (memory) or SSDP_NOT_CREATED (`uuid` is untouched then).
 LIBSSDP_API SSDP_STATUS GetUUID(std::string& uuid);
 

@@ -41,9 +41,9 @@ SSDP_STATUS WorkerThread::Join() {
 
 void* WorkerThread::TaskLauncher(void* worker) {
   auto* self = static_cast<WorkerThread*>(worker);
-  self->m_running.store(true, std::memory_order_relaxed);
+  self->m_running = true;
   self->Task();
-  self->m_running.store(false, std::memory_order_release);
+  self->m_running = false;
   return nullptr;
 }
 

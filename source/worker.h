@@ -39,7 +39,7 @@ class WorkerThread {
 
   // Whether the thread is inside its Task. Once it no longer is, everything that it did there has
   // been done.
-  bool IsRunning() const { return m_running.load(std::memory_order_acquire); }
+  bool IsRunning() const { return m_running; }
 
  protected:
   // Whether there is a thread that nobody has joined; for the controlling thread.
@@ -54,6 +54,8 @@ class WorkerThread {
   pthread_t m_handle;
   // Relaxed is enough: the flag carries no data, and its writer wakes the thread afterwards.
   std::atomic<bool> m_started;
+  // In one order with a worker's flag that its socket is closed: a thread that sets this and then
+  // finds the socket open is seen by whoever closes it.
   std::atomic<bool> m_running;
   // Whether m_handle names a thread that nobody has joined: joining anything else is undefined.
   bool m_joinable;

@@ -11,7 +11,7 @@
 
 #include "lan.h"
 
-// What a peer was told, in words.
+// What happened on a host, in words, and the device that it is about.
 struct Event {
   std::string host;
   std::string words;
@@ -22,17 +22,8 @@ struct Event {
 
 bool operator==(const Event& left, const Event& right);
 
-// A row of a peer's table.
-struct Device {
-  std::string uuid;
-  std::string address;
-  std::string status;
-};
-
-bool operator==(const Device& left, const Device& right);
-
-// Three hosts with a lamp each. Whatever the lamps are told is printed as it comes; what the demo
-// promises is waited for and, when it doesn't come, noted as missing.
+// Three hosts with a lamp each, which is ssdp-peer. Whatever the lamps tell is printed as it comes;
+// what the demo promises is waited for and, when it doesn't come, noted as missing.
 class Stage {
  public:
   Stage();
@@ -40,48 +31,49 @@ class Stage {
   // Prints what is done next. What is expected from here on must happen from here on.
   void Heading(const std::string& text);
 
-  // What is done.
-  void SwitchOn(const std::string& host, bool announcing);
-  void SwitchOff(const std::string& host);
-  void Search(const std::string& host);
-  void SetStatus(const std::string& host, const std::string& status);
+  // What is done. A lamp is on the network when SwitchOn returns.
+  void SwitchOn(const std::string& host);
+  void TypeStatus(const std::string& host, const std::string& status);
+  void PressCtrlC(const std::string& host);
   void Kill(const std::string& host);
   void ChangeAddress(const std::string& host, const std::string& address);
 
   // What must be seen.
   void Expect(const Event& event);
-  // Waits until the host's table has no such device any more, which no event tells of.
-  void ExpectVanished(const std::string& host, const Device& device);
-  // The host's table has no such device.
-  void ExpectUnknown(const std::string& host, const std::string& uuid);
-  // Prints the host's table as soon as it holds just these devices.
-  void ExpectTable(const std::string& host, const std::vector<Device>& devices);
+  // A search on the host finds just these, each as "UUID address status"; prints its table.
+  void ExpectTable(const std::string& host, const std::vector<std::string>& devices);
 
   // Prints how it went; true when nothing is missing.
   bool Conclude() const;
 
  private:
+  using Command = std::vector<std::string>;
   struct Lamp {
     size_t number = 0;  // of the host on the LAN
-    bool announcing = false;
-    std::string status;
+    Command command;
+    size_t since = 0;  // which of all the lamps that were switched on this one is
     std::unique_ptr<support::Program> program;
     size_t taken = 0;  // how many of the program's lines have been looked at
+    bool started = false;
+    std::string status;
+    std::map<std::string, Event> seen;  // by UUID, the last that it told of each
   };
 
-  void Await(const std::string& promise, const std::function<bool()>& seen);
-  // Whether there was such an event in this scene.
-  bool Saw(const Event& event) const;
+  void Promise(bool kept, const std::string& promise);
+  // Shows what happens until `done`, or for so long that it won't come any more.
+  bool Await(const std::function<bool()>& done);
   void TakeEvents();
   void TakeLine(const std::string& host, const std::string& line);
+  void TakeNews(const std::string& kind, Event event);
   void Show(const Event& event);
-  bool Holds(const std::string& host, const std::string& uuid);
-  std::vector<Device> Table(const std::string& host);
 
   support::Lan m_lan{3};
-  std::map<std::string, Lamp> m_lamps;  // by the host's name
+  // By the host's name. Heard from the last to the first, so that who announces or answers mostly
+  // comes before who hears of it.
+  std::map<std::string, Lamp, std::greater<>> m_lamps;
   std::vector<Event> m_events;
   size_t m_scene = 0;  // how many events there were when the scene began
+  size_t m_switched_on = 0;
   size_t m_promised = 0;
   size_t m_unchanged = 0;
   std::vector<std::string> m_missing;

@@ -90,7 +90,8 @@ TEST(Expiry, OfTenThousandInOneSecond) {
     soak::Figure(line.str());
   }
   EXPECT_EQ(judge.removed, 0u) << "an expiry is silent";
-  EXPECT_EQ(probe::LiveBlocks(), blocks);
+  // From its first message on the listener keeps the memory of the search target's text.
+  EXPECT_EQ(probe::LiveBlocks(), blocks + 1);
   light.Stop();
 }
 

@@ -1,0 +1,81 @@
+# SPDX-License-Identifier: MIT
+"""Our documents as the tests see them: their fenced blocks, and the comments that steer a test.
+
+The first word behind a fence is the language; what follows says what the block is:
+
+    ```sh                     commands; run
+    ```sh no-run: REASON      commands that no test can run
+    ```text output            what the commands before it print; "…" is any text within a line
+    ```text picture           a drawing
+    ```cpp                    a whole program; compiled
+    ```cmake                  lines of a project that builds that program; configured
+    ```LANGUAGE FILE          a file; written for the commands that follow
+
+Two comments, which no reader sees, are for the test alone:
+
+    <!-- folder: NAME -->     what follows happens in a new folder, not in the checkout
+    <!-- run: COMMANDS -->    run before the next commands: they bring about what is spoken of
+"""
+import pathlib
+import re
+from dataclasses import dataclass
+
+LANGUAGES = {"sh", "text", "cpp", "cmake", "mermaid"}
+
+
+class Fault(Exception):
+    pass
+
+
+@dataclass
+class Block:
+    line: int
+    language: str  # or "run", "folder" for a comment
+    words: str
+    text: str
+
+    def is_output(self):
+        return self.language == "text" and self.words == "output"
+
+
+def documents(root):
+    """Every document of ours, relative to `root`."""
+    found = sorted(root.glob("*.md")) + sorted(root.glob("docs/*.md"))
+    return [path.relative_to(root) for path in found]
+
+
+def read_blocks(path):
+    blocks = []
+    lines = iter(enumerate(pathlib.Path(path).read_text().splitlines(), 1))
+    for number, line in lines:
+        comment = re.match(r"<!-- (run|folder):(.*)", line)
+        if line.startswith("<!--") and not comment:
+            raise Fault(f"{number}: a comment that steers nothing")
+        if comment:
+            text = comment[2]
+            while not text.endswith("-->"):
+                text += "\n" + next(lines)[1]
+            blocks.append(Block(number, comment[1], "", text[:-3].strip()))
+        elif line.lstrip().startswith(("```", "~~~")):
+            blocks.append(read_block(number, line, lines))
+    return blocks
+
+
+def read_block(number, fence, lines):
+    indent = len(fence) - len(fence.lstrip())  # of the list that the block stands in
+    language, _, words = fence[indent + 3:].partition(" ")
+    if "~" in fence or language not in LANGUAGES:
+        raise Fault(f"{number}: a fence must name one of " + ", ".join(sorted(LANGUAGES)))
+    if language == "text" and words not in ("output", "picture"):
+        raise Fault(f"{number}: text is either output or picture")
+    if " " in words and not words.startswith("no-run: "):
+        raise Fault(f"{number}: not a file name: {words}")
+    text = ""
+    for _, line in lines:
+        line = line[indent:]
+        if line == "```":
+            if not text.strip():
+                raise Fault(f"{number}: an empty block")
+            return Block(number, language, words.strip(), text)
+        text += line + "\n"
+    raise Fault(f"{number}: a block without an end")
