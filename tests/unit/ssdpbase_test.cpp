@@ -232,6 +232,16 @@ TEST_F(Base, SeesNothingAndPausesAfterAFailedReceive) {
   EXPECT_THAT(m_system.log, ElementsAre("recvfrom", "usleep"));
 }
 
+// As a socket does that is shut down but not closed: 0 bytes, and no sender.
+TEST_F(Base, PausesAfterAReceiveOfNothingFromNobody) {
+  seam::calls.recvfrom = [](int, void*, size_t, int, sockaddr*, socklen_t*) { return 0; };
+  m_base.Start();
+  m_system.log.clear();
+  m_base.Receive(m_datagram);
+  EXPECT_STREQ(m_datagram.text, "");
+  EXPECT_THAT(m_system.log, ElementsAre("usleep"));
+}
+
 TEST_F(Base, DoesNotPauseOnceStopped) {
   m_base.Init();
   m_base.Stop();
@@ -284,6 +294,16 @@ TEST_F(Base, HandsOnThatThereIsNoSocket) {
   seam::calls.socket = [](int, int, int) { return -1; };
   EXPECT_EQ(OpenSocket(), -1);
   EXPECT_THAT(m_system.log, IsEmpty());
+}
+
+TEST_F(Base, WritesEveryOctetAsTheSystemDoes) {
+  for (uint32_t octet = 0; octet < 256; ++octet) {
+    sockaddr_in address = {};
+    address.sin_addr.s_addr = htonl(octet << 24 | (255 - octet) << 16 | octet << 8 | octet);
+    char expected[INET_ADDRSTRLEN];
+    inet_ntop(AF_INET, &address.sin_addr, expected, sizeof(expected));
+    EXPECT_EQ(AddressText(address), expected);
+  }
 }
 
 TEST_F(Base, WritesAddressesDotted) {

@@ -127,14 +127,21 @@ TEST_F(Delay, DoesNotMakeDeInitWaitForACallbackThatTakesTooLong) {
     m_delaying.set_value();
     return seam::real.pthread_cond_timedwait(cond, mutex, until);
   };
+  int pauses = 0;  // of a millisecond: the close waits for the thread, but no more than a second
+  seam::calls.usleep = [&](useconds_t microseconds) {
+    if (microseconds == 1000) ++pauses;
+    return 0;
+  };
   seam::calls.close = [&, this](int) {
+    Log("close");  // before the answer's turn comes
     released.set_value();
-    return Log("close");
+    return 0;
   };
   m_listener.Init();
   m_delaying.get_future().wait();
   EXPECT_EQ(m_listener.DeInit(), 0);
   EXPECT_THAT(m_log, testing::ElementsAre("shutdown", "close", "answer"));
+  EXPECT_EQ(pauses, 1000);
 }
 
 }  // namespace

@@ -301,8 +301,9 @@ TEST_F(Responder, ReportsAndSendsNothingWhileTheTemplateIsEmpty) {
   SSDPStorage fresh;
   SSDPListener listener(&support::Engine::Callback, &fresh, &m_engine);
   int result = 0;
-  EXPECT_THAT(OutputOf([&] { result = listener.ProcessMSearch("ST: MX: 3", {}); }),
-              testing::StartsWith("[#] ProcessMSearch: InsertAfter("));
+  EXPECT_EQ(OutputOf([&] { result = listener.ProcessMSearch("ST: MX: 3", {}); }),
+            "[#] ProcessMSearch: InsertAfter(rconfig.m_response_header, \"DATE: \", DateText()) "
+            "failed. \n source/ssdplistener.cpp\n");
   EXPECT_EQ(result, 1);
   EXPECT_THAT(m_system.sent, IsEmpty());
   EXPECT_THAT(m_engine.reports, IsEmpty());
