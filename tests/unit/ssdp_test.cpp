@@ -239,6 +239,19 @@ TEST_F(Service, MakesFreshWorkersWhenItStartsAgain) {
   EXPECT_EQ(m_ssdp.DeInit(), 0);
 }
 
+// That thread uses the handler, which is about to go.
+TEST_F(Service, EndsItsOwnThreadBeforeItMakesAFreshHandlerAfterAStopThatFailedHalfWay) {
+  m_ssdp.Init();
+  seam::failures.store_deinit = [] { return true; };
+  DeInitFailure();
+  LogSteps();
+  EXPECT_EQ(m_ssdp.Init(), 0);
+  EXPECT_THAT(m_system.log,
+              ElementsAre("socket", "fcntl", "setsockopt", "bind", "setsockopt", "stop",
+                          "pthread_join", "socket", "fcntl", "bind", "setsockopt", "getifaddrs",
+                          "pthread_create", "getifaddrs", "pthread_create", "pthread_create"));
+}
+
 TEST_F(Service, KeepsItsWorkersForAStartThatWasNotPrecededByAStop) {
   FailToCreate(1);
   InitFailure();
