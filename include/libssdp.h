@@ -153,10 +153,12 @@ LIBSSDP_API SSDP_STATUS Initialize();
 ///
 /// Blocks until the threads have ended: some 200 ms, and as long as a callback in progress takes.
 /// An answer that waits out its delay is sent at once. A CreateSSDP must have come before: that
-/// isn't checked.
+/// isn't checked. Call it before the process ends, too: threads that run while the program's global
+/// objects are destroyed may use what is already gone.
 ///
 /// @return SSDP_SUCCESS; SSDP_FAILURE when a step failed. It ends there: when the byebye can't be
-///     sent, for the network is down or there was no Initialize, everything runs on.
+///     sent, for the network is down or there was no Initialize, everything runs on. Try again
+///     later, or end the process by _exit, which leaves those objects alone.
 LIBSSDP_API SSDP_STATUS Uninitialize();
 
 /// Sets how long, in seconds, others shall remember the device after each message (the max-age of

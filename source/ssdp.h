@@ -19,9 +19,10 @@ namespace libSSDP {
 // The service: owns the store, both network workers and the device table. Its own thread announces
 // this device when that is due and sweeps expired peers out of the table, five times a second.
 //
-// Threads: the host's (every public operation but Task and Callback), its own (Task), and those of
-// the listener and the handler (Callback). m_device_mutex is the only lock; it is held while the
-// host's callback runs. m_callback and m_context have none: the host sets them before Init.
+// Threads: the host's (every public operation but Task and Callback), its own (Task, and Announce
+// from there), and those of the listener and the handler (Callback). m_device_mutex is the only
+// lock; it is held while the host's callback runs. m_callback and m_context have none: the host
+// sets them before Init.
 class SSDP : public SSDPDevice, public WorkerThread {
  public:
   explicit SSDP(int announce);  // non-zero: announce periodically

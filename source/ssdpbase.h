@@ -49,8 +49,8 @@ using EngineCallback = void (*)(void* context, DeviceInfo* device, bool alive, b
 // and how they stop. A worker is initialised once and de-initialised once. The socket is made by
 // the derived constructor and closed by DeInit, not by the destructor.
 //
-// Init and DeInit belong to the owner's thread; Task runs on the worker's own and reads only what
-// the constructors and Init have written before it started.
+// Init and DeInit belong to the owner's thread; Task runs on the worker's own and reads what the
+// constructors and Init have written before it started, and the flags that tell it to end.
 class SSDPBase : public WorkerThread {
  public:
   SSDPBase(EngineCallback callback, void* context);
