@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 // instructions SUBJECT: lets a loop of the library handle 1,000 datagrams of one kind, for
-// callgrind
-// (--collect-atstart=no) to count what they cost in user space. The system calls are replaced: a
-// receive copies the datagram, a send is done with at once, nothing waits, no thread starts.
+// callgrind (--collect-atstart=no) to count what they cost in user space. The system calls are
+// replaced: a receive copies the datagram, a send is done with at once, nothing waits, no thread
+// starts.
 #include <netinet/in.h>
 #include <pthread.h>
 #include <sys/socket.h>
@@ -12,6 +12,8 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <utility>
+#include <vector>
 
 #include "messages.h"
 #include "private_network.h"
@@ -24,7 +26,7 @@ using namespace libSSDP;
 constexpr int kWarmUp = 100;
 constexpr int kMeasured = 1000;
 
-std::string datagram;
+std::vector<std::string> datagrams;  // received in turn
 int received = 0;
 WorkerThread* loop = nullptr;
 
@@ -57,12 +59,26 @@ void Configure(SSDPStorage& store) {
 }
 
 template <typename Worker>
-void Receive(const std::string& text, SSDPStorage& store, SSDP& service) {
+void Receive(std::vector<std::string> messages, SSDPStorage& store, SSDP& service) {
   Worker worker(&SSDP::Callback, &store, &service);
   worker.Start();  // no thread: its loop runs here
   loop = &worker;
-  datagram = text;
+  datagrams = std::move(messages);
   worker.Task();
+}
+
+// Makes the table know so many peers; returns their announcements.
+std::vector<std::string> Acquaint(int peers, SSDP& service) {
+  std::vector<std::string> announcements;
+  for (int peer = 0; peer < peers; ++peer) {
+    DeviceInfo device;
+    device.m_uuid = bench::Uuid(peer);
+    device.m_status = bench::kStatus;
+    device.m_address = "10.77.0.1";
+    SSDP::Callback(&service, &device, true, false);
+    announcements.push_back(bench::Notify(bench::kTarget, device.m_uuid));
+  }
+  return announcements;
 }
 
 void Announce(SSDPStorage& store, SSDP& service) {
@@ -77,15 +93,17 @@ bool Run(const std::string& subject) {
   service.SetCallback([](const DeviceInfo*, DeviceInfo*, unsigned int, void*) {}, nullptr);
   const std::string peer = bench::Uuid(1);
   if (subject == "notify_other") {
-    Receive<SSDPListener>(bench::Notify(bench::kOtherTarget, peer), store, service);
+    Receive<SSDPListener>({bench::Notify(bench::kOtherTarget, peer)}, store, service);
   } else if (subject == "notify_known") {
-    Receive<SSDPListener>(bench::Notify(bench::kTarget, peer), store, service);
+    Receive<SSDPListener>({bench::Notify(bench::kTarget, peer)}, store, service);
+  } else if (subject == "notify_10000") {
+    Receive<SSDPListener>(Acquaint(10000, service), store, service);
   } else if (subject == "search_reply") {
-    Receive<SSDPHandler>(bench::SearchReply(bench::kTarget, peer), store, service);
+    Receive<SSDPHandler>({bench::SearchReply(bench::kTarget, peer)}, store, service);
   } else if (subject == "msearch_other") {
-    Receive<SSDPListener>(bench::MSearch(bench::kOtherTarget), store, service);
+    Receive<SSDPListener>({bench::MSearch(bench::kOtherTarget)}, store, service);
   } else if (subject == "msearch_answered") {
-    Receive<SSDPListener>(bench::MSearch(bench::kTarget), store, service);
+    Receive<SSDPListener>({bench::MSearch(bench::kTarget)}, store, service);
   } else if (subject == "announcement") {
     Announce(store, service);
   } else {
@@ -103,6 +121,7 @@ ssize_t __wrap_recvfrom(int, void* buffer, size_t size, int, sockaddr* from, soc
     loop->Stop();
     return -1;
   }
+  const std::string& datagram = datagrams[static_cast<size_t>(received) % datagrams.size()];
   const size_t length = std::min(size, datagram.size());
   std::memcpy(buffer, datagram.data(), length);
   auto* address = reinterpret_cast<sockaddr_in*>(from);
