@@ -23,7 +23,8 @@
 /// **Threads.** The library runs three threads of its own, all with every signal blocked.
 /// CreateSSDP, SetCallback, Initialize, Uninitialize and DestroySSDP belong to one controlling
 /// thread, with no other call in flight. Everything else may be called from any thread, at any time
-/// between CreateSSDP and DestroySSDP, unless it says otherwise.
+/// between CreateSSDP and DestroySSDP, unless it says otherwise. No function blocks for longer than
+/// a copy takes, unless it says so.
 ///
 /// **Which settings take effect when.** The domain name, device type, version, user agent and
 /// server information are put into the messages by Initialize: set them before it, or restart the
@@ -147,9 +148,10 @@ LIBSSDP_API SSDP_STATUS DestroySSDP();
 ///     missing thread, and then this.
 LIBSSDP_API SSDP_STATUS Initialize();
 
-/// Takes the device off the network: sends "ssdp:byebye", ends and joins the threads, closes the
-/// sockets, frees the table (every record that the host still points to). No callback comes for
-/// these devices, and none at all once it has returned SSDP_SUCCESS.
+/// Takes the device off the network: sends "ssdp:byebye" (UPnP Device Architecture 1.1, 1.2.3),
+/// ends and joins the threads, closes the sockets, frees the table (every record that the host
+/// still points to). No callback comes for these devices, and none at all once it has returned
+/// SSDP_SUCCESS.
 ///
 /// Blocks until the threads have ended: some 200 ms, and as long as a callback in progress takes.
 /// An answer that waits out its delay is sent at once. A CreateSSDP must have come before: that
@@ -183,7 +185,8 @@ LIBSSDP_API SSDP_STATUS SetNotifyTimeOut(int seconds);
 /// @return SSDP_SUCCESS, SSDP_FAILURE (memory) or SSDP_NOT_CREATED.
 LIBSSDP_API SSDP_STATUS SetMSearchTimeOut(int timeout);
 
-/// Sets the status text that goes with every announcement and answer. Empty when unset.
+/// Sets the status text that goes with every announcement and answer, in a header of this system's
+/// own ("Status: "). Empty when unset.
 ///
 /// No line end and no "ssdp:alive" in it: peers search the whole message, and would take what
 /// stands here for a part of it.
@@ -240,8 +243,9 @@ LIBSSDP_API SSDP_STATUS SetCallback(SSDPCallback callback, void* context);
 LIBSSDP_API SSDP_STATUS SetNetworkInterface(std::string interface);
 
 /// Sets the first part of the search target, "urn:DOMAIN:device:TYPE:VERSION" (UPnP Device
-/// Architecture 1.1, 1.2.2: NT), which says what kind of device this is. Only devices whose search
-/// target begins with ours are seen. Takes effect with Initialize. Empty when unset.
+/// Architecture 1.1, 1.2.2: NT; 1.3.2 and 1.3.3: ST), which says what kind of device this is. Only
+/// devices whose search target begins with ours are seen. Takes effect with Initialize. Empty when
+/// unset.
 ///
 /// @param name  DOMAIN, by custom with "-" for each "." ("example-org").
 /// @return SSDP_SUCCESS, SSDP_FAILURE (memory) or SSDP_NOT_CREATED.
@@ -275,8 +279,9 @@ LIBSSDP_API SSDP_STATUS SetUserAgent(std::string agent);
 /// @return SSDP_SUCCESS, SSDP_FAILURE (memory) or SSDP_NOT_CREATED.
 LIBSSDP_API SSDP_STATUS SetServerInfo(std::string info);
 
-/// Sets the device's UUID (UPnP Device Architecture 1.1, 1.1.4), under which peers know it: any
-/// text without a ":", one for each device, the same after a restart. Empty when unset.
+/// Sets the device's UUID (UPnP Device Architecture 1.1, 1.1.4; it travels in USN: 1.2.2, 1.3.3),
+/// under which peers know it: any text without a ":", one for each device, the same after a
+/// restart. Empty when unset.
 ///
 /// @param uuid  by custom 36 characters, as uuidgen(1) prints them.
 /// @return SSDP_SUCCESS, SSDP_FAILURE (memory) or SSDP_NOT_CREATED.
