@@ -82,3 +82,11 @@ TEST_F(ToolTest, TheProgressBarFillsAndGoes) {
   EXPECT_THAT(screen.AwaitText("status"),
               ElementsAre("ssdp-peer: nobody answered", "status 1", "$"));
 }
+
+TEST_F(ToolTest, TheProgressBarStaysOnItsLineHoweverNarrow) {
+  Screen screen(m_lan[1], m_folder);
+  screen.Resize(24, 12);
+  screen.Command("PS1='# '; search() { '" SSDP_PEER "' search --wait 2 2>/dev/null; }");
+  screen.Command("clear; search; echo status $?");
+  EXPECT_THAT(screen.AwaitText("status 1"), ElementsAre("status 1", "#"));
+}

@@ -21,6 +21,17 @@ bool InputIsOurs() {
   return isatty(STDIN_FILENO) == 0 || tcgetpgrp(STDIN_FILENO) == getpgrp();
 }
 
+std::string FrameText(const std::vector<std::string>& lines) {
+  // An erase behind a line that fills its row would take the last character, where most terminals
+  // leave the cursor.
+  std::string frame = "\x1b[H";
+  for (size_t i = 0; i < lines.size(); ++i) {
+    const bool last = i + 1 == lines.size();
+    frame += (last ? "\x1b[J" : "\x1b[K") + lines[i] + (last ? "" : "\r\n");
+  }
+  return frame;
+}
+
 Screen::Screen(Output& output) : m_output(output) {
   Enter();
 }
@@ -49,9 +60,7 @@ void Screen::Pause() {
 }
 
 void Screen::Draw(const std::vector<std::string>& lines) {
-  std::string frame = "\x1b[H";
-  for (size_t i = 0; i < lines.size(); ++i) frame += (i == 0 ? "" : "\r\n") + lines[i] + "\x1b[K";
-  m_output.Write(frame + "\x1b[J");
+  m_output.Write(FrameText(lines));
 }
 
 }  // namespace ssdp_peer

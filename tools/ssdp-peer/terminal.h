@@ -17,6 +17,9 @@ bool WantColor(Color color, const Output& output);
 // Whether standard input is there for us: a background job that reads its terminal is stopped.
 bool InputIsOurs();
 
+// The bytes that draw the lines from the top of the screen, and nothing below them.
+std::string FrameText(const std::vector<std::string>& lines);
+
 // The terminal as a screen drawn in place, with keys that come one by one. At the end it is given
 // back as it was.
 class Screen {

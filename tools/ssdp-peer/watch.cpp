@@ -69,6 +69,7 @@ std::vector<std::string> Frame(const Options& options, const Roster& roster,
   lines.insert(lines.end(), table.begin(), table.end());
   lines.push_back(Fit(Printable(message), size.columns));
   lines.push_back(Fit(footer, size.columns));
+  lines.resize(std::min(lines.size(), size.rows));
   return lines;
 }
 
