@@ -6,16 +6,6 @@
 #include <stdexcept>
 #include <thread>
 
-namespace {
-
-bool Contain(const Screen::Lines& lines, const std::string& text) {
-  for (const auto& line : lines)
-    if (line.find(text) != std::string::npos) return true;
-  return false;
-}
-
-}  // namespace
-
 Screen::Screen(support::Host& host, const Folder& folder)
     : m_host(host),
       m_socket(folder / "tmux"),
@@ -58,6 +48,10 @@ void Screen::Resize(int columns, int rows) {
   Tmux({"resize-window", "-x", std::to_string(columns), "-y", std::to_string(rows)});
 }
 
+void Screen::Record(const std::string& path) {
+  Tmux({"pipe-pane", "exec cat >'" + path + "'"});
+}
+
 Screen::Lines Screen::Capture(bool colors) {
   Lines lines = colors ? Tmux({"capture-pane", "-p", "-e"}) : Tmux({"capture-pane", "-p"});
   while (!lines.empty() && lines.back().empty()) lines.pop_back();
@@ -79,6 +73,12 @@ Screen::Lines Screen::Await(const std::string& what,
 
 Screen::Lines Screen::AwaitText(const std::string& text) {
   return Await(text, [&](const Lines& lines) { return Contain(lines, text); });
+}
+
+bool Contain(const Screen::Lines& lines, const std::string& text) {
+  for (const auto& line : lines)
+    if (line.find(text) != std::string::npos) return true;
+  return false;
 }
 
 Screen::Lines Timeless(const Screen::Lines& lines) {

@@ -124,7 +124,7 @@ int WatchLive(const Options& options, Output& output, Session& session, Watcher&
   loop.ReadInput();
   std::string message;
   do {
-    if (TakePause()) screen.Pause();
+    if (TakePause() || !IsOurs(output.Descriptor())) screen.Pause();
     watcher.Step();
     if (captured.Read()) message = captured.LastMessage();
     screen.Draw(
