@@ -42,7 +42,8 @@ void Watcher::Take(const Event& event, std::vector<News>& news) {
     const Peer peer = m_roster.Left(event.device.m_uuid, event.time);
     if (peer.change == Change::kLeft) news.push_back({peer, false, event.time});
   } else if (!m_session.IsOwn(event)) {
-    news.push_back({m_roster.Heard(event.device, event.time), false, event.time});
+    const auto peer = m_roster.Heard(event.device, event.time);
+    if (peer) news.push_back({*peer, false, event.time});
   }
 }
 
