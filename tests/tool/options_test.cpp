@@ -103,6 +103,33 @@ TEST(Options, WhatCantBeUnderstoodIsNamed) {
   EXPECT_THAT(Fault({"watch", "--color", "pink"}), HasSubstr("--color"));
 }
 
+TEST(Options, AFaultIsToldInWordsOfThisProgram) {
+  EXPECT_EQ(Fault({"watch", "--color", "pink"}), "--color: must be auto, always or never");
+  EXPECT_EQ(Fault({"watch", "--color", "1"}), "--color: must be auto, always or never");
+  EXPECT_EQ(Fault({"watch", "--color", ""}), "--color: must be auto, always or never");
+  EXPECT_EQ(Fault({"watch", "--mx", ""}), "--mx: must be a whole number from 1 to 120");
+  EXPECT_EQ(Fault({"search", "--wait", "1s"}), "--wait: must be a whole number from 1 to 3600");
+  EXPECT_EQ(Fault({"watch", "--wait", "3"}), "watch has no \"--wait\"");
+  EXPECT_EQ(Fault({"--wait", "3", "watch"}), "watch has no \"--wait\"");
+  EXPECT_EQ(Fault({"search", "--json", "lamp"}), "search has no \"lamp\"");
+  EXPECT_EQ(Fault({"dance"}), "there is no \"dance\"");
+}
+
+TEST(Options, ColorsAreKnownByTheirWords) {
+  EXPECT_EQ(Parse({"watch", "--color", "auto"}).color, Color::kAuto);
+  EXPECT_EQ(Parse({"watch", "--color", "always"}).color, Color::kAlways);
+  EXPECT_EQ(Parse({"watch", "--color", "never", "--color", "always"}).color, Color::kAlways);
+}
+
+// What a script was given reaches the terminal through our message.
+TEST(Options, AFaultShowsNoControlCharacter) {
+  EXPECT_EQ(Fault({"\x1b[2J"}), "there is no \"\\x1b[2J\"");
+  EXPECT_EQ(Fault({"watch", "--\x1b[2J"}), "watch has no \"--\\x1b[2J\"");
+  EXPECT_EQ(Fault({"watch", "\r\n\x9b"}), "watch has no \"\\x0d\\x0a\\x9b\"");
+  EXPECT_EQ(Fault({"watch", "--interface", "a\x9b"}),
+            "--interface: there is no \"a\\x9b\" here, but lo, eth0");
+}
+
 TEST(Validation, ALineEndInAValueIsRefusedByName) {
   for (const char* option : {"--domain", "--device-type", "--device-version", "--uuid", "--status",
                              "--server", "--user-agent", "--interface"})
