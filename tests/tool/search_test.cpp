@@ -41,6 +41,17 @@ TEST_F(ToolTest, ASearchThatNobodyElseAnswersEndsWithOne) {
   EXPECT_THAT(Run(1, With(kSearch, "--json")).output, IsEmpty());
 }
 
+TEST_F(ToolTest, ASearchListsNobodyWhoseTimeIsOver) {
+  support::Socket peer = m_lan[3].OpenSocket();
+  support::Socket wire = m_lan[2].OpenGroupSocket();
+  const Program search = Start(1, {"search", "--wait", "4", "--json"});
+  wire.Receive();  // it is there
+  peer.Send(Alive("brief", "on", 1), "239.255.255.250");
+  peer.Send(Alive("lasting", "on", 90), "239.255.255.250");
+  EXPECT_EQ(search->Wait(), 0);
+  EXPECT_THAT(ReadJson(search->Lines(), "o['uuid']"), ElementsAre("lasting"));
+}
+
 TEST_F(ToolTest, ASearchInJsonIsReadBackByAnotherParser) {
   const Program lamp = StartLamp(2, "lamp",
                                  {"--status",

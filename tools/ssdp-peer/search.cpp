@@ -21,6 +21,7 @@ void Take(Session& session, Roster& roster) {
     else
       roster.Heard(event.device, event.time);
   }
+  roster.Expire(Now());
 }
 
 // "[#####---------------] 2 found, 1s left", in place: a bar that wraps could not be drawn over.
