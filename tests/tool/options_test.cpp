@@ -7,9 +7,11 @@
 #include <iterator>
 #include <map>
 #include <regex>
+#include <set>
 #include <sstream>
 #include <vector>
 
+#include "json.h"
 #include "validation.h"
 
 namespace ssdp_peer {
@@ -17,7 +19,9 @@ namespace {
 
 using testing::ContainsRegex;
 using testing::HasSubstr;
+using testing::IsSupersetOf;
 using testing::MatchesRegex;
+using testing::SizeIs;
 
 Options Parse(std::vector<const char*> arguments) {
   arguments.insert(arguments.begin(), "ssdp-peer");
@@ -223,6 +227,35 @@ TEST(Help, EveryDocumentNamesEveryOptionAndVerb) {
   for (const auto& [title, text] : documents)
     for (const auto& name : names)
       EXPECT_TRUE(text.find(name) != std::string::npos) << title << " lacks " << name;
+}
+
+// The words that the manual shows as they are printed, in its chapter on the output.
+std::set<std::string> PrintedWords() {
+  const std::string manual = ReadDocument("ssdp-peer.1");
+  const size_t start = manual.find(".Sh OUTPUT");
+  std::istringstream lines(manual.substr(start, manual.find(".Sh", start + 1) - start));
+  std::set<std::string> words;
+  for (std::string line; std::getline(lines, line);) {
+    std::istringstream line_words(line);
+    std::string word;
+    if (!(line_words >> word) || word != ".Li") continue;
+    while (line_words >> word) words.insert(word);
+  }
+  return words;
+}
+
+TEST(Help, TheManualNamesEveryKeyAndEventOfTheJsonObjects) {
+  std::set<std::string> words = {"started", "announced", "searched"};
+  for (const Change change :
+       {Change::kNone, Change::kNew, Change::kChanged, Change::kLeft, Change::kExpired})
+    words.insert(ChangeName(change));
+  const std::string objects = JsonStarted(Options(), "", "", 0) + JsonStatus("", 0) +
+                              JsonPeer("new", Peer(), 0) + JsonFinding("", Finding());
+  const std::regex key("\"([a-z]+)\":");
+  for (std::sregex_iterator found(objects.begin(), objects.end(), key), end; found != end; ++found)
+    words.insert(found->str(1));
+  EXPECT_THAT(words, SizeIs(8 + 13));
+  EXPECT_THAT(PrintedWords(), IsSupersetOf(words));
 }
 
 }  // namespace
