@@ -97,7 +97,13 @@ TEST_F(ToolTest, TheProgressBarFillsAndGoes) {
 TEST_F(ToolTest, TheProgressBarStaysOnItsLineHoweverNarrow) {
   Screen screen(m_lan[1], m_folder);
   screen.Resize(24, 12);
+  const std::string record = m_folder / "record";
+  screen.Record(record);
   screen.Command("PS1='# '; search() { '" SSDP_PEER "' search --wait 2 2>/dev/null; }");
   screen.Command("clear; search; echo status $?");
   EXPECT_THAT(screen.AwaitText("status 1"), ElementsAre("status 1", "#"));
+  // The last column stays free, or the erase would hit what stands there.
+  screen.Await("the bar in the record", [&](const Screen::Lines&) {
+    return ReadFile(record).find("\r[--------------------] \x1b[K") != std::string::npos;
+  });
 }

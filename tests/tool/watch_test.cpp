@@ -217,6 +217,7 @@ TEST_F(ToolTest, ALiveTableInTheBackgroundStopsAndPaintsNothing) {
     return ReadFile(record).find("the end") != std::string::npos;
   });
   EXPECT_EQ(Count(ReadFile(record), "\x1b[?1049h"), 1) << "on the screen by fg alone";
+  EXPECT_EQ(Count(ReadFile(record), "\x1b[?1049l"), 1) << "off the screen by Ctrl-Z alone";
 }
 
 TEST_F(ToolTest, TheLiveTableNeedsNeitherInputNorATerminalOfItsOwn) {
