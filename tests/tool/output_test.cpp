@@ -32,8 +32,8 @@ class Writer {
     text.resize(size > 0 ? static_cast<size_t>(size) : 0);
     return text;
   }
-  void Stop() { kill(m_pid, SIGTERM); }
-  int Wait() {
+  void Stop() const { kill(m_pid, SIGTERM); }
+  int Wait() const {
     int status = 0;
     waitpid(m_pid, &status, 0);
     return WIFEXITED(status) ? WEXITSTATUS(status) : 128;

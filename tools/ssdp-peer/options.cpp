@@ -59,7 +59,7 @@ std::string NewUuid() {
 // A transformation of the word into the number that stands for it.
 std::string ReadColor(std::string& word) {
   static const char* const kWords[] = {"auto", "always", "never"};
-  const auto known = std::find(std::begin(kWords), std::end(kWords), word);
+  const auto* const known = std::find(std::begin(kWords), std::end(kWords), word);
   if (known == std::end(kWords)) return "must be auto, always or never";
   word = std::to_string(known - std::begin(kWords));
   return "";
@@ -71,7 +71,7 @@ CLI::Validator Number(int least, int most) {
     if (CLI::detail::lexical_cast(text, number) && number >= least && number <= most) return "";
     return "must be a whole number from " + std::to_string(least) + " to " + std::to_string(most);
   };
-  return CLI::Validator(check, "");
+  return {check, ""};
 }
 
 struct Given {
