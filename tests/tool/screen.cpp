@@ -28,7 +28,9 @@ Screen::Screen(support::Host& host, const Folder& folder)
 }
 
 std::vector<std::string> Screen::Tmux(const Arguments& arguments) {
-  Arguments command = {"/bin/sh", "-c", "exec \"$@\" 2>/dev/null", "sh", TMUX, "-S", m_socket};
+  // Without -N a client that comes too early would start a server of its own, which outlives us.
+  Arguments command = {"/bin/sh", "-c",    "exec \"$@\" 2>/dev/null", "sh", TMUX, "-N",
+                       "-S",      m_socket};
   command.insert(command.end(), arguments.begin(), arguments.end());
   const auto client = m_host.Start(command);
   client->Wait();
