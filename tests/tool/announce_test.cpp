@@ -10,12 +10,28 @@ TEST_F(ToolTest, AnAnnouncedDeviceIsSeenAndSaysGoodbyeAtEverySignal) {
   const Program watch = StartWatch(1);
   for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT}) {
     const std::string uuid = "lamp-" + std::to_string(signal);
-    const Program lamp = StartLamp(2, uuid);
+    // What a background run of the tests has ignored would stay so.
+    const Program lamp = m_lan[2].Start({"/usr/bin/env", "--default-signal=HUP,INT,QUIT", SSDP_PEER,
+                                         "announce", "--uuid", uuid, "--status", "on"});
     AwaitLine(*watch, {" new 10.77.0.2 " + uuid + " on"});
     lamp->Signal(signal);
     EXPECT_EQ(lamp->Wait(), 0);
     AwaitLine(*watch, {" left 10.77.0.2 " + uuid});
   }
+}
+
+// As nohup and a shell without job control want it.
+TEST_F(ToolTest, ASignalThatWasIgnoredAtTheStartStaysIgnored) {
+  const Program watch = StartWatch(1);
+  const auto lamp = m_lan[2].Start(
+      {"/bin/sh", "-c", "trap '' HUP INT QUIT; exec \"$0\" announce --uuid lamp", SSDP_PEER});
+  AwaitLine(*watch, {" new 10.77.0.2 lamp up"});
+  for (const int signal : {SIGHUP, SIGINT, SIGQUIT}) lamp->Signal(signal);
+  lamp->Tell("still up");
+  AwaitLine(*watch, {" changed 10.77.0.2 lamp still up"});
+  lamp->Signal(SIGTERM);
+  EXPECT_EQ(lamp->Wait(), 0);
+  AwaitLine(*watch, {" left 10.77.0.2 lamp"});
 }
 
 TEST_F(ToolTest, EachLineOfInputIsTheNewStatus) {

@@ -102,6 +102,34 @@ TEST_F(ToolTest, TheDoctorNamesWhoHoldsThePortForItself) {
   EXPECT_THAT(watch.errors, HasSubstr("UDP port 1900 can't be had: Address already in use"));
 }
 
+TEST_F(ToolTest, TheDoctorNamesAnIPv6SocketThatHoldsThePort) {
+  if (ReadFile("/proc/net/if_inet6").empty()) GTEST_SKIP() << "this system has no IPv6";
+  const auto holder = m_lan[1].Start({PYTHON, "-uc",
+                                      "import socket, time\n"
+                                      "s = socket.socket(socket.AF_INET6, socket.SOCK_DGRAM)\n"
+                                      "s.setsockopt(socket.IPPROTO_IPV6, socket.IPV6_V6ONLY, 0)\n"
+                                      "s.bind(('::', 1900))\n"
+                                      "print('bound')\n"
+                                      "time.sleep(600)"});
+  holder->Await("bound");
+  EXPECT_THAT(Run(1, kDoctor).output,
+              Contains(testing::MatchesRegex("problem  port      UDP port 1900 is taken by "
+                                             "python3[.0-9]* \\(pid [0-9]+\\), which doesn't "
+                                             "share it")));
+}
+
+TEST_F(ToolTest, TheDoctorLetsAnIPv6AddressesPortAlone) {
+  if (ReadFile("/proc/net/if_inet6").empty()) GTEST_SKIP() << "this system has no IPv6";
+  const auto neighbour = m_lan[1].Start({PYTHON, "-uc",
+                                         "import socket, time\n"
+                                         "s = socket.socket(socket.AF_INET6, socket.SOCK_DGRAM)\n"
+                                         "s.bind(('::1', 1900))\n"
+                                         "print('bound')\n"
+                                         "time.sleep(600)"});
+  neighbour->Await("bound");
+  EXPECT_THAT(Run(1, kDoctor).output, Contains("ok       port      UDP port 1900 is free"));
+}
+
 TEST_F(ToolTest, TheDoctorKnowsAFirewallByItsRefusal) {
   Shell(1,
         "nft add table ip wall; "

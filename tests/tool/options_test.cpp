@@ -7,9 +7,11 @@
 #include <iterator>
 #include <map>
 #include <regex>
+#include <set>
 #include <sstream>
 #include <vector>
 
+#include "json.h"
 #include "validation.h"
 
 namespace ssdp_peer {
@@ -17,7 +19,9 @@ namespace {
 
 using testing::ContainsRegex;
 using testing::HasSubstr;
+using testing::IsSupersetOf;
 using testing::MatchesRegex;
+using testing::SizeIs;
 
 Options Parse(std::vector<const char*> arguments) {
   arguments.insert(arguments.begin(), "ssdp-peer");
@@ -101,6 +105,33 @@ TEST(Options, WhatCantBeUnderstoodIsNamed) {
   EXPECT_THAT(Fault({"watch", "--notify-timeout", "1"}), HasSubstr("--notify-timeout"));
   EXPECT_THAT(Fault({"watch", "--notify-timeout", "-1"}), HasSubstr("--notify-timeout"));
   EXPECT_THAT(Fault({"watch", "--color", "pink"}), HasSubstr("--color"));
+}
+
+TEST(Options, AFaultIsToldInWordsOfThisProgram) {
+  EXPECT_EQ(Fault({"watch", "--color", "pink"}), "--color: must be auto, always or never");
+  EXPECT_EQ(Fault({"watch", "--color", "1"}), "--color: must be auto, always or never");
+  EXPECT_EQ(Fault({"watch", "--color", ""}), "--color: must be auto, always or never");
+  EXPECT_EQ(Fault({"watch", "--mx", ""}), "--mx: must be a whole number from 1 to 120");
+  EXPECT_EQ(Fault({"search", "--wait", "1s"}), "--wait: must be a whole number from 1 to 3600");
+  EXPECT_EQ(Fault({"watch", "--wait", "3"}), "watch has no \"--wait\"");
+  EXPECT_EQ(Fault({"--wait", "3", "watch"}), "watch has no \"--wait\"");
+  EXPECT_EQ(Fault({"search", "--json", "lamp"}), "search has no \"lamp\"");
+  EXPECT_EQ(Fault({"dance"}), "there is no \"dance\"");
+}
+
+TEST(Options, ColorsAreKnownByTheirWords) {
+  EXPECT_EQ(Parse({"watch", "--color", "auto"}).color, Color::kAuto);
+  EXPECT_EQ(Parse({"watch", "--color", "always"}).color, Color::kAlways);
+  EXPECT_EQ(Parse({"watch", "--color", "never", "--color", "always"}).color, Color::kAlways);
+}
+
+// What a script was given reaches the terminal through our message.
+TEST(Options, AFaultShowsNoControlCharacter) {
+  EXPECT_EQ(Fault({"\x1b[2J"}), "there is no \"\\x1b[2J\"");
+  EXPECT_EQ(Fault({"watch", "--\x1b[2J"}), "watch has no \"--\\x1b[2J\"");
+  EXPECT_EQ(Fault({"watch", "\r\n\x9b"}), "watch has no \"\\x0d\\x0a\\x9b\"");
+  EXPECT_EQ(Fault({"watch", "--interface", "a\x9b"}),
+            "--interface: there is no \"a\\x9b\" here, but lo, eth0");
 }
 
 TEST(Validation, ALineEndInAValueIsRefusedByName) {
@@ -196,6 +227,35 @@ TEST(Help, EveryDocumentNamesEveryOptionAndVerb) {
   for (const auto& [title, text] : documents)
     for (const auto& name : names)
       EXPECT_TRUE(text.find(name) != std::string::npos) << title << " lacks " << name;
+}
+
+// The words that the manual shows as they are printed, in its chapter on the output.
+std::set<std::string> PrintedWords() {
+  const std::string manual = ReadDocument("ssdp-peer.1");
+  const size_t start = manual.find(".Sh OUTPUT");
+  std::istringstream lines(manual.substr(start, manual.find(".Sh", start + 1) - start));
+  std::set<std::string> words;
+  for (std::string line; std::getline(lines, line);) {
+    std::istringstream line_words(line);
+    std::string word;
+    if (!(line_words >> word) || word != ".Li") continue;
+    while (line_words >> word) words.insert(word);
+  }
+  return words;
+}
+
+TEST(Help, TheManualNamesEveryKeyAndEventOfTheJsonObjects) {
+  std::set<std::string> words = {"started", "announced", "searched"};
+  for (const Change change :
+       {Change::kNone, Change::kNew, Change::kChanged, Change::kLeft, Change::kExpired})
+    words.insert(ChangeName(change));
+  const std::string objects = JsonStarted(Options(), "", "", 0) + JsonStatus("", 0) +
+                              JsonPeer("new", Peer(), 0) + JsonFinding("", Finding());
+  const std::regex key("\"([a-z]+)\":");
+  for (std::sregex_iterator found(objects.begin(), objects.end(), key), end; found != end; ++found)
+    words.insert(found->str(1));
+  EXPECT_THAT(words, SizeIs(8 + 13));
+  EXPECT_THAT(PrintedWords(), IsSupersetOf(words));
 }
 
 }  // namespace

@@ -23,10 +23,10 @@ libSSDP::DeviceInfo Device(const std::string& uuid, const std::string& status, i
 
 TEST(Roster, TellsNewFromChangedFromTheSameAgain) {
   Roster roster;
-  EXPECT_EQ(roster.Heard(Device("lamp", "on", 190), 100).change, Change::kNew);
-  EXPECT_EQ(roster.Heard(Device("lamp", "on", 191), 101).change, Change::kNone);
-  EXPECT_EQ(roster.Heard(Device("lamp", "off", 192), 102).change, Change::kChanged);
-  EXPECT_EQ(roster.Heard(Device("lamp", "off", 193, "10.77.0.9"), 103).change, Change::kChanged);
+  EXPECT_EQ(roster.Heard(Device("lamp", "on", 190), 100)->change, Change::kNew);
+  EXPECT_EQ(roster.Heard(Device("lamp", "on", 191), 101)->change, Change::kNone);
+  EXPECT_EQ(roster.Heard(Device("lamp", "off", 192), 102)->change, Change::kChanged);
+  EXPECT_EQ(roster.Heard(Device("lamp", "off", 193, "10.77.0.9"), 103)->change, Change::kChanged);
   const Peer& peer = roster.Peers().at("lamp");
   EXPECT_EQ(peer.status, "off");
   EXPECT_EQ(peer.address, "10.77.0.9");
@@ -41,7 +41,7 @@ TEST(Roster, AGoodbyeIsToldOnceAndOnlyOfWhoWasHere) {
   EXPECT_EQ(roster.Left("lamp", 101).change, Change::kLeft);
   EXPECT_EQ(roster.Left("lamp", 101).change, Change::kNone);
   EXPECT_EQ(roster.Count(), 0u);
-  EXPECT_EQ(roster.Heard(Device("lamp", "on", 192), 102).change, Change::kNew);
+  EXPECT_EQ(roster.Heard(Device("lamp", "on", 192), 102)->change, Change::kNew);
   EXPECT_EQ(roster.Count(), 1u);
 }
 
@@ -72,9 +72,13 @@ TEST(Roster, MarksLastFiveSeconds) {
 TEST(Roster, AFloodOfMadeUpPeersHasAnEnd) {
   Roster roster;
   roster.Heard(Device("lamp", "on", 190), 100);
+  testing::internal::CaptureStderr();
   for (int i = 0; i < 10000; ++i) roster.Heard(Device(std::to_string(i), "", 190), 100);
-  EXPECT_LE(roster.Peers().size(), 4096u);
-  EXPECT_EQ(roster.Heard(Device("lamp", "off", 190), 101).change, Change::kChanged);
+  EXPECT_EQ(testing::internal::GetCapturedStderr(),
+            "ssdp-peer: more than 4096 devices: the others are not shown\n");
+  EXPECT_EQ(roster.Peers().size(), 4096u);
+  EXPECT_FALSE(roster.Heard(Device("radio", "on", 190), 101));
+  EXPECT_EQ(roster.Heard(Device("lamp", "off", 190), 101)->change, Change::kChanged);
 }
 
 TEST(Roster, PresentHoldsThoseWhoAreHereWithoutMarks) {

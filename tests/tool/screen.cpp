@@ -6,16 +6,6 @@
 #include <stdexcept>
 #include <thread>
 
-namespace {
-
-bool Contain(const Screen::Lines& lines, const std::string& text) {
-  for (const auto& line : lines)
-    if (line.find(text) != std::string::npos) return true;
-  return false;
-}
-
-}  // namespace
-
 Screen::Screen(support::Host& host, const Folder& folder)
     : m_host(host),
       m_socket(folder / "tmux"),
@@ -38,7 +28,9 @@ Screen::Screen(support::Host& host, const Folder& folder)
 }
 
 std::vector<std::string> Screen::Tmux(const Arguments& arguments) {
-  Arguments command = {"/bin/sh", "-c", "exec \"$@\" 2>/dev/null", "sh", TMUX, "-S", m_socket};
+  // Without -N a client that comes too early would start a server of its own, which outlives us.
+  Arguments command = {"/bin/sh", "-c",    "exec \"$@\" 2>/dev/null", "sh", TMUX, "-N",
+                       "-S",      m_socket};
   command.insert(command.end(), arguments.begin(), arguments.end());
   const auto client = m_host.Start(command);
   client->Wait();
@@ -56,6 +48,10 @@ void Screen::Press(const std::string& keys) {
 
 void Screen::Resize(int columns, int rows) {
   Tmux({"resize-window", "-x", std::to_string(columns), "-y", std::to_string(rows)});
+}
+
+void Screen::Record(const std::string& path) {
+  Tmux({"pipe-pane", "exec cat >'" + path + "'"});
 }
 
 Screen::Lines Screen::Capture(bool colors) {
@@ -79,6 +75,12 @@ Screen::Lines Screen::Await(const std::string& what,
 
 Screen::Lines Screen::AwaitText(const std::string& text) {
   return Await(text, [&](const Lines& lines) { return Contain(lines, text); });
+}
+
+bool Contain(const Screen::Lines& lines, const std::string& text) {
+  for (const auto& line : lines)
+    if (line.find(text) != std::string::npos) return true;
+  return false;
 }
 
 Screen::Lines Timeless(const Screen::Lines& lines) {

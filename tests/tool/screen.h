@@ -22,6 +22,8 @@ class Screen {
   // Presses keys, by tmux's names.
   void Press(const std::string& keys);
   void Resize(int columns, int rows);
+  // From here on every byte that is written to the terminal goes to the file too.
+  void Record(const std::string& path);
 
   // What is on the screen, without empty lines at the end. With `colors` as escape sequences.
   Lines Capture(bool colors = false);
@@ -38,6 +40,9 @@ class Screen {
   std::string m_socket;
   Program m_server;
 };
+
+// Whether one of the lines contains `text`.
+bool Contain(const Screen::Lines& lines, const std::string& text);
 
 // The lines with the two times at their ends, which depend on how fast the machine is, as "..".
 Screen::Lines Timeless(const Screen::Lines& lines);

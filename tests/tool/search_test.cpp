@@ -41,6 +41,17 @@ TEST_F(ToolTest, ASearchThatNobodyElseAnswersEndsWithOne) {
   EXPECT_THAT(Run(1, With(kSearch, "--json")).output, IsEmpty());
 }
 
+// A host that never set its notify time-out sends -1. It has answered, and is to be seen.
+TEST_F(ToolTest, ASearchListsWhoGivesItselfNoTime) {
+  support::Socket peer = m_lan[3].OpenSocket();
+  support::Socket wire = m_lan[2].OpenGroupSocket();
+  const Program search = Start(1, {"search", "--wait", "2", "--json"});
+  wire.Receive();  // it is there
+  peer.Send(Alive("brief", "on", -1), "239.255.255.250");
+  EXPECT_EQ(search->Wait(), 0);
+  EXPECT_THAT(ReadJson(search->Lines(), "o['uuid']"), ElementsAre("brief"));
+}
+
 TEST_F(ToolTest, ASearchInJsonIsReadBackByAnotherParser) {
   const Program lamp = StartLamp(2, "lamp",
                                  {"--status",
@@ -81,4 +92,18 @@ TEST_F(ToolTest, TheProgressBarFillsAndGoes) {
   screen.AwaitText("#########-");
   EXPECT_THAT(screen.AwaitText("status"),
               ElementsAre("ssdp-peer: nobody answered", "status 1", "$"));
+}
+
+TEST_F(ToolTest, TheProgressBarStaysOnItsLineHoweverNarrow) {
+  Screen screen(m_lan[1], m_folder);
+  screen.Resize(24, 12);
+  const std::string record = m_folder / "record";
+  screen.Record(record);
+  screen.Command("PS1='# '; search() { '" SSDP_PEER "' search --wait 2 2>/dev/null; }");
+  screen.Command("clear; search; echo status $?");
+  EXPECT_THAT(screen.AwaitText("status 1"), ElementsAre("status 1", "#"));
+  // The last column stays free, or the erase would hit what stands there.
+  screen.Await("the bar in the record", [&](const Screen::Lines&) {
+    return ReadFile(record).find("\r[--------------------] \x1b[K") != std::string::npos;
+  });
 }

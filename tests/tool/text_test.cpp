@@ -65,6 +65,12 @@ TEST(LineReader, PutsTheBytesOfALineTogether) {
   EXPECT_THAT(reader.Finish(), IsEmpty());
 }
 
+TEST(LineReader, ALineMayEndWithCrLf) {
+  LineReader reader;
+  EXPECT_THAT(reader.Feed("on\r\no\rff\r\r"), ElementsAre("on"));
+  EXPECT_THAT(reader.Feed("\n\r\n"), ElementsAre("o\rff\r", ""));
+}
+
 TEST(LineReader, AnEndlessLineTakesNoMemoryAndStaysTooLong) {
   LineReader reader;
   for (int i = 0; i < 100; ++i) reader.Feed(std::string(1000, 'x'));

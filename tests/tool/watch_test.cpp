@@ -27,6 +27,17 @@ Screen::Lines AwaitCalm(Screen& screen, const std::string& row) {
   });
 }
 
+int Count(const std::string& text, const std::string& part) {
+  int count = 0;
+  for (size_t at = 0; (at = text.find(part, at)) != std::string::npos; ++at) ++count;
+  return count;
+}
+
+void AwaitShell(Screen& screen) {
+  screen.Await("the shell",
+               [](const Screen::Lines& lines) { return !lines.empty() && lines.back() == "$"; });
+}
+
 }  // namespace
 
 TEST_F(ToolTest, AWatchPrintsALineForEachThingThatHappens) {
@@ -60,6 +71,25 @@ TEST_F(ToolTest, AWatchIsADeviceThatOthersFind) {
   const Result result = Run(2, {"search", "--mx", "1", "--wait", "4", "--json"});
   EXPECT_EQ(result.status, 0);
   EXPECT_THAT(ReadJson(result.output, "o['uuid']"), ElementsAre("me"));
+}
+
+TEST_F(ToolTest, AWatchTakesInSoManyDevicesAndTellsOnceThatThereAreMore) {
+  const std::string errors = m_folder / "errors";
+  const Program watch = Start(1, {"watch", "--uuid", "me", "--verbose"}, errors);
+  AwaitLine(*watch, {"started"});
+  support::Socket peer = m_lan[3].OpenSocket();
+  size_t from = 0;
+  for (int i = 1; i <= 4096; ++i) {
+    peer.Send(Alive("lamp-" + std::to_string(i), "on"), "239.255.255.250");
+    if (i % 64 != 0) continue;  // as many as its buffer surely holds
+    AwaitLine(*watch, {" new 10.77.0.3 lamp-" + std::to_string(i) + " on"}, from);
+    from = watch->Lines().size();
+  }
+  for (int i = 0; i < 3; ++i) peer.Send(Alive("extra", "on"), "239.255.255.250");
+  peer.Send(Alive("lamp-7", "off"), "239.255.255.250");
+  AwaitLine(*watch, {" changed 10.77.0.3 lamp-7 off"});
+  EXPECT_THAT(watch->Lines(), Not(Contains(HasSubstr(" heard "))));
+  EXPECT_EQ(ReadFile(errors), "ssdp-peer: more than 4096 devices: the others are not shown\n");
 }
 
 // Somebody else's device of the same name isn't us.
@@ -105,7 +135,7 @@ TEST_F(ToolTest, TheLiveTableHasColoursUnlessTheyAreRefused) {
     const bool green = testing::Value(lines, Contains(HasSubstr("\x1b[32m")));
     EXPECT_EQ(green, color);
     screen.Press("q");
-    screen.Await("the shell", [](const Screen::Lines& shell) { return shell.back() == "$"; });
+    AwaitShell(screen);
   }
 }
 
@@ -148,7 +178,69 @@ TEST_F(ToolTest, ThePauseGivesTheTerminalBackAndTakesItAgain) {
   screen.Command("fg");
   EXPECT_EQ(screen.AwaitText("q quit").at(0), kTop);
   screen.Press("q");
-  screen.Await("the shell", [](const auto& lines) { return lines.back() == "$"; });
+  AwaitShell(screen);
+}
+
+TEST_F(ToolTest, CtrlSDoesNotStopTheLiveTable) {
+  support::Socket peer = m_lan[3].OpenSocket();
+  Screen screen(m_lan[1], m_folder);
+  screen.Command("clear; " + kWatch + "; stty -a | grep -ow -e -*ixon");
+  screen.AwaitText("quit");
+  screen.Press("C-s");
+  peer.Send(Alive("lamp", "on"), "239.255.255.250");
+  screen.AwaitText("+ lamp");
+  screen.Press("q");
+  EXPECT_THAT(screen.AwaitText("ixon"), ElementsAre("ixon", "$"));  // as it was before
+}
+
+TEST_F(ToolTest, ALiveTableInTheBackgroundStopsAndPaintsNothing) {
+  Screen screen(m_lan[1], m_folder);
+  const std::string record = m_folder / "record";
+  screen.Record(record);
+  screen.Command("set -b; clear; " + kWatch + " &");
+  screen.AwaitText("Stopped");
+  screen.Command("clear; fg");
+  screen.AwaitText("q quit");
+  screen.Press("C-z");
+  screen.AwaitText("Stopped");
+  screen.Command("clear; echo again; bg");
+  screen.Await("a second stop", [](const Screen::Lines& lines) {
+    return Contain(lines, "Stopped") && lines[0] == "again";
+  });
+  // It can be ended where it is.
+  support::Socket wire = m_lan[2].OpenGroupSocket();
+  screen.Command("clear; kill %1");
+  screen.AwaitText("Done");
+  EXPECT_THAT(wire.Receive().text, HasSubstr("\r\nNTS: ssdp:byebye\r\n"));
+  screen.Command("echo the e''nd");
+  screen.Await("the end of the record", [&](const Screen::Lines&) {
+    return ReadFile(record).find("the end") != std::string::npos;
+  });
+  EXPECT_EQ(Count(ReadFile(record), "\x1b[?1049h"), 1) << "on the screen by fg alone";
+  EXPECT_EQ(Count(ReadFile(record), "\x1b[?1049l"), 1) << "off the screen by Ctrl-Z alone";
+}
+
+TEST_F(ToolTest, TheLiveTableNeedsNeitherInputNorATerminalOfItsOwn) {
+  Screen screen(m_lan[1], m_folder);
+  screen.Command("clear; " + kWatch + " </dev/null");
+  screen.AwaitText("q quit");
+  screen.Press("C-c");
+  AwaitShell(screen);
+  screen.Command("clear; setsid -w " + kWatch);
+  screen.AwaitText("q quit");
+  screen.Press("q");
+  AwaitShell(screen);
+}
+
+TEST_F(ToolTest, CtrlZSuspendsWhateverHasNoScreen) {
+  Screen screen(m_lan[1], m_folder);
+  for (const std::string arguments : {"search --wait 600", "announce", "watch | cat"}) {
+    screen.Command("clear; '" SSDP_PEER "' " + arguments);
+    screen.AwaitText(arguments[0] == 's' ? "found" : "started");
+    screen.Press("C-z");
+    screen.AwaitText("Stopped");
+    screen.Command("kill -9 %1; wait");
+  }
 }
 
 TEST_F(ToolTest, TheLiveTableFollowsTheSizeOfTheTerminal) {

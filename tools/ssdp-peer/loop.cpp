@@ -16,7 +16,7 @@ namespace ssdp_peer {
 bool Loop::Wait(Clock::time_point until) {
   using std::chrono::milliseconds;
   const auto left = std::chrono::ceil<milliseconds>(until - Clock::now());
-  const bool reading = m_input_open && InputIsOurs();
+  const bool reading = m_input_open && IsOurs(STDIN_FILENO);
   pollfd waiting[] = {
       {m_session.Descriptor(), POLLIN, 0},
       {SignalDescriptor(), POLLIN, 0},

@@ -26,7 +26,7 @@ bool NetworkIsFit(const Options& options) {
   const Route route = MulticastRoute();
   if (!options.interface.empty() && route.interface != options.interface)
     Complain("warning: multicast leaves through " + Printable(route.interface) + ", not " +
-             options.interface + "; \"ssdp-peer doctor\" says what to do");
+             Printable(options.interface) + "; \"ssdp-peer doctor\" says what to do");
   return true;
 }
 

@@ -6,7 +6,9 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <map>
+#include <iterator>
+
+#include "text.h"
 
 namespace ssdp_peer {
 
@@ -54,6 +56,24 @@ std::string NewUuid() {
   return text;
 }
 
+// A transformation of the word into the number that stands for it.
+std::string ReadColor(std::string& word) {
+  static const char* const kWords[] = {"auto", "always", "never"};
+  const auto* const known = std::find(std::begin(kWords), std::end(kWords), word);
+  if (known == std::end(kWords)) return "must be auto, always or never";
+  word = std::to_string(known - std::begin(kWords));
+  return "";
+}
+
+CLI::Validator Number(int least, int most) {
+  const auto check = [least, most](std::string& text) -> std::string {
+    int number = 0;
+    if (CLI::detail::lexical_cast(text, number) && number >= least && number <= most) return "";
+    return "must be a whole number from " + std::to_string(least) + " to " + std::to_string(most);
+  };
+  return {check, ""};
+}
+
 struct Given {
   CLI::Option* uuid;
   CLI::Option* server;
@@ -74,12 +94,10 @@ Given Describe(CLI::App& app, Options& options) {
   app.add_option("-s,--status", options.status);
   given.server = app.add_option("--server", options.server);
   given.user_agent = app.add_option("--user-agent", options.user_agent);
-  app.add_option("--notify-timeout", options.notify_timeout)->check(CLI::Range(2, 604800));
-  given.mx = app.add_option("--mx", options.mx)->check(CLI::Range(1, 120));
+  app.add_option("--notify-timeout", options.notify_timeout)->check(Number(2, 604800));
+  given.mx = app.add_option("--mx", options.mx)->check(Number(1, 120));
   app.add_flag("--json", options.json);
-  const std::map<std::string, Color> colors = {
-      {"auto", Color::kAuto}, {"always", Color::kAlways}, {"never", Color::kNever}};
-  app.add_option("--color", options.color)->transform(CLI::CheckedTransformer(colors));
+  app.add_option("--color", options.color)->transform(CLI::Validator(ReadColor, ""));
   app.add_flag("-v,--verbose", options.verbose);
 
   const auto verb = [&](const char* name, Verb value) {
@@ -91,15 +109,23 @@ Given Describe(CLI::App& app, Options& options) {
   };
   verb("watch", Verb::kWatch);
   given.wait =
-      verb("search", Verb::kSearch)->add_option("--wait", options.wait)->check(CLI::Range(1, 3600));
+      verb("search", Verb::kSearch)->add_option("--wait", options.wait)->check(Number(1, 3600));
   given.every = verb("announce", Verb::kAnnounce)
                     ->add_option("--every", options.every)
-                    ->check(CLI::Range(1, 604800));
+                    ->check(Number(1, 604800));
   verb("doctor", Verb::kDoctor);
   app.require_subcommand(1);
   app.set_help_flag("-h,--help");
   app.set_version_flag("--version", "ssdp-peer " SSDP_PEER_VERSION "\n");
   return given;
+}
+
+std::string FindStranger(const CLI::App& app) {
+  const auto strangers = app.remaining(true);
+  if (strangers.empty()) return "a verb is needed: watch, search, announce or doctor";
+  const auto verbs = app.get_subcommands();
+  const std::string who = verbs.empty() ? "there is" : verbs[0]->get_name() + " has";
+  return who + " no \"" + Printable(strangers[0]) + "\"";
 }
 
 // A search waits a second longer than the others may take, for the way of the answers.
@@ -128,11 +154,11 @@ Options ParseOptions(int argc, const char* const* argv) {
     options.answer = version.what();
     return options;
   } catch (const CLI::RequiredError&) {
-    const auto strangers = app.remaining();
-    if (strangers.empty()) throw UsageError("a verb is needed: watch, search, announce or doctor");
-    throw UsageError("there is no \"" + strangers[0] + "\"");
+    throw UsageError(FindStranger(app));
+  } catch (const CLI::ExtrasError&) {
+    throw UsageError(FindStranger(app));
   } catch (const CLI::ParseError& error) {
-    throw UsageError(error.what());
+    throw UsageError(Printable(error.what()));
   }
   if (!*given.uuid) options.uuid = NewUuid();
   if (!*given.server) options.server = ProductText();

@@ -2,6 +2,7 @@
 #include "output.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
@@ -24,6 +25,13 @@ void OpenMissingDescriptors() {
     if (fcntl(fd, F_GETFD) < 0) open("/dev/null", O_RDWR);
 }
 
+// Whoever shares the descriptor may have made it one that doesn't block.
+void AwaitRoom(int fd) {
+  pollfd waiting[] = {{fd, POLLOUT, 0}, {SignalDescriptor(), POLLIN, 0}};
+  poll(waiting, 2, -1);
+  TakeSignals();
+}
+
 }  // namespace
 
 Output::Output() {
@@ -40,11 +48,14 @@ Output::~Output() {
 bool Output::Write(std::string_view text) {
   while (!m_broken && !text.empty()) {
     const ssize_t written = write(m_fd, text.data(), text.size());
+    const bool again = written < 0 && (errno == EINTR || errno == EAGAIN);
     if (written >= 0) {
       text.remove_prefix(static_cast<size_t>(written));
-    } else if (errno != EINTR || StopAsked()) {
+    } else if (again && !StopAsked()) {
+      AwaitRoom(m_fd);
+    } else {
       m_broken = true;
-      m_failed = errno != EPIPE && errno != EINTR;
+      m_failed = errno != EPIPE && !again;
       if (m_failed) Complain(std::string("output: ") + std::strerror(errno));
     }
   }

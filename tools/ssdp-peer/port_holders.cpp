@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Who has UDP port 1900, by proc(5): /proc/net/udp gives a socket's inode, and the links in
+// Who has UDP port 1900, by proc(5): /proc/net/udp and udp6 give a socket's inode, and the links in
 // /proc/PID/fd the program that holds it open.
 #include <unistd.h>
 
@@ -8,6 +8,7 @@
 #include <fstream>
 #include <iterator>
 #include <map>
+#include <regex>
 #include <set>
 #include <sstream>
 
@@ -20,18 +21,22 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// The sockets at the port, with their owners' user numbers.
-std::map<std::string, std::string> SocketsAtPort() {
-  std::map<std::string, std::string> sockets;
-  std::ifstream table("/proc/net/udp");
+// An IPv6 socket has IPv4's port too when its address is :: or an IPv4 address mapped,
+// ::ffff:a.b.c.d (that it is for IPv6 alone all the same, the table doesn't tell).
+bool IsAtPort(const std::string& local) {
+  static const std::regex kPort("(0{32}|(0{16}FFFF0000)?[0-9A-F]{8}):076C");
+  return std::regex_match(local, kPort);
+}
+
+// Adds a table's sockets at the port, with their owners' user numbers.
+void AddSockets(const char* name, std::map<std::string, std::string>& sockets) {
+  std::ifstream table(name);
   for (std::string line; std::getline(table, line);) {
     std::istringstream fields(line);
     // slot, local address, ..., 7: user, 8: time-out, 9: inode
     const std::vector<std::string> field(std::istream_iterator<std::string>(fields), {});
-    if (field.size() < 10 || field[1].size() < 5) continue;
-    if (field[1].substr(field[1].size() - 5) == ":076C") sockets[field[9]] = field[7];
+    if (field.size() >= 10 && IsAtPort(field[1])) sockets[field[9]] = field[7];
   }
-  return sockets;
 }
 
 std::set<std::string> SocketsOf(const fs::path& process) {
@@ -60,7 +65,8 @@ bool IsProcess(const fs::path& path) {
 }  // namespace
 
 std::vector<std::string> PortHolders() {
-  auto sockets = SocketsAtPort();
+  std::map<std::string, std::string> sockets;
+  for (const char* table : {"/proc/net/udp", "/proc/net/udp6"}) AddSockets(table, sockets);
   std::vector<std::string> holders;
   std::error_code error;
   for (fs::directory_iterator process("/proc", error), end; !error && process != end;

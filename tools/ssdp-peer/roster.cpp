@@ -2,6 +2,9 @@
 #include "roster.h"
 
 #include <algorithm>
+#include <utility>
+
+#include "output.h"
 
 namespace ssdp_peer {
 
@@ -29,10 +32,14 @@ bool IsGone(const Peer& peer) {
   return peer.change == Change::kLeft || peer.change == Change::kExpired;
 }
 
-Peer Roster::Heard(const libSSDP::DeviceInfo& device, int64_t now) {
+std::optional<Peer> Roster::Heard(const libSSDP::DeviceInfo& device, int64_t now) {
   const auto entry = m_peers.find(device.m_uuid);
   const bool known = entry != m_peers.end() && !IsGone(entry->second);
-  if (entry == m_peers.end() && m_peers.size() >= kMostPeers) return {};
+  if (entry == m_peers.end() && m_peers.size() >= kMostPeers) {
+    if (!std::exchange(m_told_full, true))
+      Complain("more than " + std::to_string(kMostPeers) + " devices: the others are not shown");
+    return {};
+  }
   Peer& peer = known ? entry->second : (m_peers[device.m_uuid] = Peer());
   Change news = known ? Change::kNone : Change::kNew;
   if (known && (peer.address != device.m_address || peer.status != device.m_status))

@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -30,7 +31,8 @@ struct Peer {
 class Roster {
  public:
   // Each returns the peer as it is now; its `change` is what this news is about.
-  Peer Heard(const libSSDP::DeviceInfo& device, int64_t now);
+  // Nothing when there is no room for one more, which is told on standard error once.
+  std::optional<Peer> Heard(const libSSDP::DeviceInfo& device, int64_t now);
   // A goodbye. `change` is kNone when the peer wasn't here.
   Peer Left(const std::string& uuid, int64_t now);
   // Those whose time has run out by now, each told once.
@@ -48,6 +50,7 @@ class Roster {
 
  private:
   std::map<std::string, Peer> m_peers;
+  bool m_told_full = false;
 };
 
 bool IsGone(const Peer& peer);

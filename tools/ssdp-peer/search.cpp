@@ -23,14 +23,16 @@ void Take(Session& session, Roster& roster) {
   }
 }
 
-// "[#####---------------]  2 found, 1s left", in place.
+// "[#####---------------] 2 found, 1s left", in place: a bar that wraps could not be drawn over.
 void DrawBar(Output& output, Clock::duration passed, int wait, size_t found) {
   constexpr size_t kCells = 20;
   const auto seconds = std::chrono::duration<double>(passed).count();
   const auto full = std::min(kCells, static_cast<size_t>(seconds / wait * kCells));
-  output.Write("\r[" + std::string(full, '#') + std::string(kCells - full, '-') + "] " +
-               std::to_string(found) + " found, " +
-               std::to_string(wait - std::min(wait, static_cast<int>(seconds))) + "s left\x1b[K");
+  const std::string bar = "[" + std::string(full, '#') + std::string(kCells - full, '-') + "] " +
+                          std::to_string(found) + " found, " +
+                          std::to_string(wait - std::min(wait, static_cast<int>(seconds))) +
+                          "s left";
+  output.Write("\r" + bar.substr(0, output.TerminalSize().columns - 1) + "\x1b[K");
 }
 
 // Searches, and gathers answers until the time is up or a signal ends it.

@@ -27,16 +27,29 @@ void OnSignal(int signal) {
   errno = saved;
 }
 
+void Handle(int signal, void (*handler)(int)) {
+  struct sigaction action = {};
+  action.sa_handler = handler;  // without SA_RESTART, so that no write holds up the end
+  sigaction(signal, &action, nullptr);
+}
+
+void HandleUnlessIgnored(int signal) {
+  struct sigaction before = {};
+  sigaction(signal, nullptr, &before);
+  if (before.sa_handler != SIG_IGN) Handle(signal, OnSignal);
+}
+
 }  // namespace
 
 void CatchSignals() {
   if (pipe2(wake, O_CLOEXEC | O_NONBLOCK) != 0) return;
-  struct sigaction action = {};
-  action.sa_handler = OnSignal;  // without SA_RESTART, so that no write holds up the end
-  for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGTSTP, SIGWINCH})
-    sigaction(signal, &action, nullptr);
-  action.sa_handler = SIG_IGN;
-  sigaction(SIGPIPE, &action, nullptr);
+  for (const int signal : {SIGINT, SIGHUP, SIGQUIT}) HandleUnlessIgnored(signal);
+  for (const int signal : {SIGTERM, SIGWINCH}) Handle(signal, OnSignal);
+  Handle(SIGPIPE, SIG_IGN);
+}
+
+void CatchPause() {
+  HandleUnlessIgnored(SIGTSTP);
 }
 
 int SignalDescriptor() {

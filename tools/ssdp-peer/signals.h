@@ -4,10 +4,15 @@
 
 namespace ssdp_peer {
 
-// From here on SIGINT, SIGTERM, SIGHUP and SIGQUIT ask for a clean end, SIGTSTP for a pause and
-// SIGWINCH for a new look at the screen; each makes the descriptor readable. SIGPIPE does nothing:
-// a write that fails says so.
+// From here on SIGINT, SIGTERM, SIGHUP and SIGQUIT ask for a clean end and SIGWINCH for a new look
+// at the screen; each makes the descriptor readable. SIGPIPE does nothing: a write that fails says
+// so. Of the first four all but SIGTERM stay ignored when they were at the start: so nohup(1) wants
+// it, and a shell for what it runs in the background.
 void CatchSignals();
+
+// From here on SIGTSTP asks for a pause. For whoever has a screen to give back first: without that,
+// the system's own pause is right.
+void CatchPause();
 
 int SignalDescriptor();
 

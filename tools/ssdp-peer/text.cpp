@@ -71,6 +71,7 @@ std::vector<std::string> LineReader::Feed(std::string_view bytes) {
   std::vector<std::string> lines;
   for (const char c : bytes) {
     if (c == '\n') {
+      if (!m_line.empty() && m_line.back() == '\r') m_line.pop_back();
       lines.push_back(std::move(m_line));
       m_line.clear();
     } else if (m_line.size() < kLongestLine) {

@@ -27,8 +27,8 @@ std::string Duration(int64_t seconds);
 // "2026-11-21T11:12:13Z".
 std::string TimeText(int64_t now);
 
-// Bytes in, whole lines out. Of a line that no message could hold only the start is kept, itself
-// too long for any message.
+// Bytes in, whole lines out, without their LF or CR LF. Of a line that no message could hold only
+// the start is kept, itself too long for any message.
 class LineReader {
  public:
   std::vector<std::string> Feed(std::string_view bytes);

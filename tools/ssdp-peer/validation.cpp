@@ -3,6 +3,8 @@
 
 #include <algorithm>
 
+#include "text.h"
+
 namespace ssdp_peer {
 
 namespace {
@@ -115,7 +117,7 @@ std::string FindUnknownInterface(const Options& options, const std::vector<std::
   if (std::find(known.begin(), known.end(), options.interface) != known.end()) return "";
   std::string names;
   for (const auto& name : known) names += (names.empty() ? "" : ", ") + name;
-  return "--interface: there is no \"" + options.interface + "\" here, but " + names;
+  return "--interface: there is no \"" + Printable(options.interface) + "\" here, but " + names;
 }
 
 void Validate(const Options& options, const std::vector<std::string>& interfaces) {

@@ -42,7 +42,8 @@ void Watcher::Take(const Event& event, std::vector<News>& news) {
     const Peer peer = m_roster.Left(event.device.m_uuid, event.time);
     if (peer.change == Change::kLeft) news.push_back({peer, false, event.time});
   } else if (!m_session.IsOwn(event)) {
-    news.push_back({m_roster.Heard(event.device, event.time), false, event.time});
+    const auto peer = m_roster.Heard(event.device, event.time);
+    if (peer) news.push_back({*peer, false, event.time});
   }
 }
 
@@ -69,6 +70,7 @@ std::vector<std::string> Frame(const Options& options, const Roster& roster,
   lines.insert(lines.end(), table.begin(), table.end());
   lines.push_back(Fit(Printable(message), size.columns));
   lines.push_back(Fit(footer, size.columns));
+  lines.resize(std::min(lines.size(), size.rows));
   return lines;
 }
 
@@ -123,7 +125,7 @@ int WatchLive(const Options& options, Output& output, Session& session, Watcher&
   loop.ReadInput();
   std::string message;
   do {
-    if (TakePause()) screen.Pause();
+    if (TakePause() || !IsOurs(output.Descriptor())) screen.Pause();
     watcher.Step();
     if (captured.Read()) message = captured.LastMessage();
     screen.Draw(
