@@ -3,12 +3,12 @@
 // /proc/PID/fd the program that holds it open.
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <map>
-#include <regex>
 #include <set>
 #include <sstream>
 
@@ -24,8 +24,11 @@ namespace fs = std::filesystem;
 // An IPv6 socket has IPv4's port too when its address is :: or an IPv4 address mapped,
 // ::ffff:a.b.c.d (that it is for IPv6 alone all the same, the table doesn't tell).
 bool IsAtPort(const std::string& local) {
-  static const std::regex kPort("(0{32}|(0{16}FFFF0000)?[0-9A-F]{8}):076C");
-  return std::regex_match(local, kPort);
+  const size_t colon = std::min(local.find(':'), local.size());
+  if (local.substr(colon) != ":076C") return false;
+  const std::string address = local.substr(0, colon);
+  return address.size() == 8 || address == std::string(32, '0') ||
+         address.substr(0, 24) == "0000000000000000FFFF0000";
 }
 
 // Adds a table's sockets at the port, with their owners' user numbers.
