@@ -77,6 +77,10 @@ Screen::Lines Screen::AwaitText(const std::string& text) {
   return Await(text, [&](const Lines& lines) { return Contain(lines, text); });
 }
 
+Screen::Lines Screen::AwaitEnd(const std::string& text) {
+  return Await(text, [&](const Lines& lines) { return !lines.empty() && lines.back() == text; });
+}
+
 bool Contain(const Screen::Lines& lines, const std::string& text) {
   for (const auto& line : lines)
     if (line.find(text) != std::string::npos) return true;

@@ -32,6 +32,8 @@ class Screen {
   Lines Await(const std::string& what, const std::function<bool(const Lines&)>& fits);
   // Waits until one of the lines contains `text`.
   Lines AwaitText(const std::string& text);
+  // Waits until the last line is `text`, as a prompt.
+  Lines AwaitEnd(const std::string& text);
 
  private:
   std::vector<std::string> Tmux(const Arguments& arguments);

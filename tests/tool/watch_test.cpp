@@ -33,11 +33,6 @@ int Count(const std::string& text, const std::string& part) {
   return count;
 }
 
-void AwaitShell(Screen& screen) {
-  screen.Await("the shell",
-               [](const Screen::Lines& lines) { return !lines.empty() && lines.back() == "$"; });
-}
-
 }  // namespace
 
 TEST_F(ToolTest, AWatchPrintsALineForEachThingThatHappens) {
@@ -135,7 +130,7 @@ TEST_F(ToolTest, TheLiveTableHasColoursUnlessTheyAreRefused) {
     const bool green = testing::Value(lines, Contains(HasSubstr("\x1b[32m")));
     EXPECT_EQ(green, color);
     screen.Press("q");
-    AwaitShell(screen);
+    screen.AwaitEnd("$");
   }
 }
 
@@ -153,7 +148,7 @@ TEST_F(ToolTest, TheKeysSearchAnnounceAndQuit) {
   screen.Press("q");
   EXPECT_THAT(wire.Receive().text, HasSubstr("\r\nNTS: ssdp:byebye\r\n"));
   // The terminal is as before, with what stood on it, and shows what is typed.
-  EXPECT_THAT(screen.AwaitText("status"), ElementsAre("status 0", "$"));
+  EXPECT_THAT(screen.AwaitEnd("$"), ElementsAre("status 0", "$"));
   screen.Command("echo typed");
   EXPECT_THAT(screen.Await("an echo", [](const auto& lines) { return lines.size() == 4; }),
               ElementsAre("status 0", "$ echo typed", "typed", "$"));
@@ -178,7 +173,7 @@ TEST_F(ToolTest, ThePauseGivesTheTerminalBackAndTakesItAgain) {
   screen.Command("fg");
   EXPECT_EQ(screen.AwaitText("q quit").at(0), kTop);
   screen.Press("q");
-  AwaitShell(screen);
+  screen.AwaitEnd("$");
 }
 
 TEST_F(ToolTest, CtrlSDoesNotStopTheLiveTable) {
@@ -190,7 +185,7 @@ TEST_F(ToolTest, CtrlSDoesNotStopTheLiveTable) {
   peer.Send(Alive("lamp", "on"), "239.255.255.250");
   screen.AwaitText("+ lamp");
   screen.Press("q");
-  EXPECT_THAT(screen.AwaitText("ixon"), ElementsAre("ixon", "$"));  // as it was before
+  EXPECT_THAT(screen.AwaitEnd("$"), ElementsAre("ixon", "$"));  // as it was before
 }
 
 TEST_F(ToolTest, ALiveTableInTheBackgroundStopsAndPaintsNothing) {
@@ -225,11 +220,11 @@ TEST_F(ToolTest, TheLiveTableNeedsNeitherInputNorATerminalOfItsOwn) {
   screen.Command("clear; " + kWatch + " </dev/null");
   screen.AwaitText("q quit");
   screen.Press("C-c");
-  AwaitShell(screen);
+  screen.AwaitEnd("$");
   screen.Command("clear; setsid -w " + kWatch);
   screen.AwaitText("q quit");
   screen.Press("q");
-  AwaitShell(screen);
+  screen.AwaitEnd("$");
 }
 
 TEST_F(ToolTest, CtrlZSuspendsWhateverHasNoScreen) {
