@@ -234,7 +234,11 @@ TEST_F(ToolTest, CtrlZSuspendsWhateverHasNoScreen) {
     screen.AwaitText(arguments[0] == 's' ? "found" : "started");
     screen.Press("C-z");
     screen.AwaitText("Stopped");
-    screen.Command("kill -9 %1; wait");
+    screen.Command("kill -9 %1; wait; clear");
+    screen.Await("a screen without all that", [](const Screen::Lines& lines) {
+      return !lines.empty() && lines.back() == "$" && !Contain(lines, "started") &&
+             !Contain(lines, "Stopped");
+    });
   }
 }
 
