@@ -228,17 +228,12 @@ TEST_F(ToolTest, TheLiveTableNeedsNeitherInputNorATerminalOfItsOwn) {
 }
 
 TEST_F(ToolTest, CtrlZSuspendsWhateverHasNoScreen) {
-  Screen screen(m_lan[1], m_folder);
   for (const std::string arguments : {"search --wait 600", "announce", "watch | cat"}) {
+    Screen screen(m_lan[1], m_folder);
     screen.Command("clear; '" SSDP_PEER "' " + arguments);
     screen.AwaitText(arguments[0] == 's' ? "found" : "started");
     screen.Press("C-z");
     screen.AwaitText("Stopped");
-    screen.Command("kill -9 %1; wait; clear");
-    screen.Await("a screen without all that", [](const Screen::Lines& lines) {
-      return !lines.empty() && lines.back() == "$" && !Contain(lines, "started") &&
-             !Contain(lines, "Stopped");
-    });
   }
 }
 
