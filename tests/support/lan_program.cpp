@@ -29,7 +29,8 @@ std::pair<Descriptor, Descriptor> Pipe() {
                           char* const* arguments) {
   prctl(PR_SET_PDEATHSIG, SIGKILL);
   if (getppid() != parent) _exit(126);  // it died before it could be asked
-  signal(SIGPIPE, SIG_DFL);
+  // Whoever started us in the background may have had the others ignored.
+  for (const int number : {SIGPIPE, SIGINT, SIGQUIT, SIGHUP}) signal(number, SIG_DFL);
   if (setns(network, CLONE_NEWNET) != 0 || !PassOn(input, 0) || !PassOn(output, 1)) _exit(126);
   execv(arguments[0], arguments);
   _exit(127);
