@@ -119,6 +119,11 @@ TEST(Options, AFaultIsToldInWordsOfThisProgram) {
   EXPECT_EQ(Fault({"dance"}), "there is no \"dance\"");
 }
 
+TEST(Options, AFlagTakesNoValue) {
+  EXPECT_THAT(Fault({"watch", "--json=7"}), HasSubstr("json"));
+  EXPECT_THAT(Fault({"watch", "--verbose=no"}), HasSubstr("verbose"));
+}
+
 TEST(Options, ColorsAreKnownByTheirWords) {
   EXPECT_EQ(Parse({"watch", "--color", "auto"}).color, Color::kAuto);
   EXPECT_EQ(Parse({"watch", "--color", "always"}).color, Color::kAlways);

@@ -96,9 +96,9 @@ Given Describe(CLI::App& app, Options& options) {
   given.user_agent = app.add_option("--user-agent", options.user_agent);
   app.add_option("--notify-timeout", options.notify_timeout)->check(Number(2, 604800));
   given.mx = app.add_option("--mx", options.mx)->check(Number(1, 120));
-  app.add_flag("--json", options.json);
+  app.add_flag("--json", options.json)->disable_flag_override();
   app.add_option("--color", options.color)->transform(CLI::Validator(ReadColor, ""));
-  app.add_flag("-v,--verbose", options.verbose);
+  app.add_flag("-v,--verbose", options.verbose)->disable_flag_override();
 
   const auto verb = [&](const char* name, Verb value) {
     CLI::App* command = app.add_subcommand(name);
