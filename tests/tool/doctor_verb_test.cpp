@@ -102,15 +102,18 @@ TEST_F(ToolTest, TheDoctorNamesWhoHoldsThePortForItself) {
   EXPECT_THAT(watch.errors, HasSubstr("UDP port 1900 can't be had: Address already in use"));
 }
 
+// Has the port at the address that it is given, and IPv4's with it where that is "::".
+const char* const kBindIPv6 =
+    "import socket, sys, time\n"
+    "s = socket.socket(socket.AF_INET6, socket.SOCK_DGRAM)\n"
+    "s.setsockopt(socket.IPPROTO_IPV6, socket.IPV6_V6ONLY, 0)\n"
+    "s.bind((sys.argv[1], 1900))\n"
+    "print('bound')\n"
+    "time.sleep(600)";
+
 TEST_F(ToolTest, TheDoctorNamesAnIPv6SocketThatHoldsThePort) {
   if (ReadFile("/proc/net/if_inet6").empty()) GTEST_SKIP() << "this system has no IPv6";
-  const auto holder = m_lan[1].Start({PYTHON, "-uc",
-                                      "import socket, time\n"
-                                      "s = socket.socket(socket.AF_INET6, socket.SOCK_DGRAM)\n"
-                                      "s.setsockopt(socket.IPPROTO_IPV6, socket.IPV6_V6ONLY, 0)\n"
-                                      "s.bind(('::', 1900))\n"
-                                      "print('bound')\n"
-                                      "time.sleep(600)"});
+  const auto holder = m_lan[1].Start({PYTHON, "-uc", kBindIPv6, "::"});
   holder->Await("bound");
   EXPECT_THAT(Run(1, kDoctor).output,
               Contains(testing::MatchesRegex("problem  port      UDP port 1900 is taken by "
@@ -120,12 +123,7 @@ TEST_F(ToolTest, TheDoctorNamesAnIPv6SocketThatHoldsThePort) {
 
 TEST_F(ToolTest, TheDoctorLetsAnIPv6AddressesPortAlone) {
   if (ReadFile("/proc/net/if_inet6").empty()) GTEST_SKIP() << "this system has no IPv6";
-  const auto neighbour = m_lan[1].Start({PYTHON, "-uc",
-                                         "import socket, time\n"
-                                         "s = socket.socket(socket.AF_INET6, socket.SOCK_DGRAM)\n"
-                                         "s.bind(('::1', 1900))\n"
-                                         "print('bound')\n"
-                                         "time.sleep(600)"});
+  const auto neighbour = m_lan[1].Start({PYTHON, "-uc", kBindIPv6, "::1"});
   neighbour->Await("bound");
   EXPECT_THAT(Run(1, kDoctor).output, Contains("ok       port      UDP port 1900 is free"));
 }

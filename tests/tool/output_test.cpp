@@ -7,6 +7,8 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <stdexcept>
+#include <string>
 
 #include "signals.h"
 
