@@ -51,6 +51,7 @@ class Scale {
   void StartOneAfterTheOther(int timeout);
   void Search(size_t peer, int mx) { m_running.at(peer)->Tell("search " + std::to_string(mx)); }
   void SearchesBesideAnnouncing(int mx, int count);
+  void SearchAtTwoRates();
   void PrintAll(const char* command, const char* when);
   void PrintDone(const char* when);
   void Mark(const char* what) const;
@@ -202,6 +203,14 @@ void Scale::SearchesBesideAnnouncing(int mx, int count) {
   Mark(("searches_end_mx_" + std::to_string(mx)).c_str());
 }
 
+void Scale::SearchAtTwoRates() {
+  SearchesBesideAnnouncing(1, 2 * kTimeOut);
+  Sleep(2);
+  PrintAll("stats", "between");
+  SearchesBesideAnnouncing(3, 2 * kTimeOut / 3 + 1);
+  PrintAll("stats", "end");
+}
+
 void Scale::Announcing() {
   Begin("announcing", "seeded");
   PrintAll("stats", "before");
@@ -212,11 +221,7 @@ void Scale::Announcing() {
   Sleep(2 * kTimeOut);
   PrintAll("stats", "quiet_end");
   Mark("quiet_end");
-  SearchesBesideAnnouncing(1, 2 * kTimeOut);
-  Sleep(2);
-  PrintAll("stats", "between");
-  SearchesBesideAnnouncing(3, 2 * kTimeOut / 3 + 1);
-  PrintAll("stats", "end");
+  SearchAtTwoRates();
   End();
 }
 
@@ -226,11 +231,7 @@ void Scale::AnnouncingOutOfStep() {
   StartOneAfterTheOther(kTimeOut);
   Sleep(kTimeOut + 2);
   PrintAll("stats", "before");
-  SearchesBesideAnnouncing(1, 2 * kTimeOut);
-  Sleep(2);
-  PrintAll("stats", "between");
-  SearchesBesideAnnouncing(3, 2 * kTimeOut / 3 + 1);
-  PrintAll("stats", "end");
+  SearchAtTwoRates();
   End();
 }
 
