@@ -13,14 +13,6 @@ Mutex::~Mutex() {
   pthread_mutex_destroy(&m_mutex);
 }
 
-int Mutex::Lock() {
-  return pthread_mutex_lock(&m_mutex);
-}
-
-int Mutex::Unlock() {
-  return pthread_mutex_unlock(&m_mutex);
-}
-
 int Mutex::TryLock() {
   return pthread_mutex_trylock(&m_mutex);
 }

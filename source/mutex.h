@@ -33,8 +33,8 @@ class CAPABILITY("mutex") Mutex {
   Mutex(const Mutex&) = delete;
   Mutex& operator=(const Mutex&) = delete;
 
-  int Lock() ACQUIRE();
-  int Unlock() RELEASE();
+  int Lock() ACQUIRE() { return pthread_mutex_lock(&m_mutex); }
+  int Unlock() RELEASE() { return pthread_mutex_unlock(&m_mutex); }
   int TryLock() TRY_ACQUIRE(0);  // EBUSY when it is held elsewhere
 
  private:
