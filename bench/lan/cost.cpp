@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: MIT
-// cost ROUNDS [SUBJECT]: what a datagram of each kind costs a host of the library and what it costs
-// a bare loop, in CPU time of the whole process, in turn in one private network. Prints one line
-// each: subject, known peers, nanoseconds a datagram.
+// cost ROUNDS [SUBJECT]: what a datagram of each kind costs a host of the library and what it
+// costs a bare loop that receives the same, in CPU time of the whole process, in one private
+// network. Prints one line each: subject, known peers, nanoseconds a datagram, the bare loop's, the
+// ratio.
+#include <sched.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -42,42 +44,90 @@ sockaddr_in Searcher(int group_socket) {
   return from;
 }
 
-void Batch(Load& load, const Subject& subject, const std::string& gate_text, const sockaddr_in& to,
-           Gate& gate, std::vector<int64_t>& times) {
-  load.Queue(subject.datagrams, gate_text, to);
-  times.push_back(gate.Measure());
-  if (subject.answers > 0) load.TakeAnswers(subject.answers);
+// A loop in a process of its own. Between its batches it stands at its gate.
+class Measured {
+ public:
+  Measured(const Subject& subject, uint16_t port);
+  ~Measured() { EndChild(m_child); }
+  Measured(const Measured&) = delete;
+  Measured& operator=(const Measured&) = delete;
+
+  // Nanoseconds for each datagram of a batch, the gate's own included.
+  double NextBatch();
+
+ private:
+  void LetKnowPeers();
+
+  const Subject& m_subject;
+  Gate& m_gate;
+  sockaddr_in m_to;
+  pid_t m_child;
+  const std::string m_gate_text;
+  Load m_load;
+};
+
+Measured::Measured(const Subject& subject, uint16_t port)
+    : m_subject(subject),
+      m_gate(*Gate::Create()),
+      m_to(GroupAddress(port)),
+      m_gate_text(subject.unicast ? SearchReply(kTarget, kGateUuid) : Notify(kTarget, kGateUuid)) {
+  const int group_socket = OpenGroupSocket();
+  m_gate.m_port = port;
+  m_child = StartChild(subject.loop, m_gate);
+  if (subject.unicast) {
+    m_to = Searcher(group_socket);
+  } else {
+    usleep(100000);  // until it has joined
+  }
+  close(group_socket);
+  m_load.Send(m_gate_text, m_to);
+  m_gate.Await();
+  if (!subject.unicast) LetKnowPeers();
 }
 
-void LetKnow(Load& load, int peers, const std::string& gate_text, Gate& gate) {
-  const auto datagrams = Peers(peers);
-  for (int sent = 0; sent < peers; sent += kBatch) {
-    load.Queue(datagrams, gate_text, GroupAddress());
-    gate.Measure();
+void Measured::LetKnowPeers() {
+  const auto datagrams = Peers(m_subject.peers);
+  for (int sent = 0; sent < m_subject.peers; sent += kBatch) {
+    m_load.Queue(datagrams, m_gate_text, m_to);
+    m_gate.Measure();
   }
 }
 
-// Nanoseconds a datagram: the median of the batches, each with the gate's own datagram.
-double Measure(const Subject& subject) {
-  Gate& gate = *Gate::Create();
-  int group_socket = OpenGroupSocket();
-  const pid_t child = StartChild(subject.loop, gate);
-  sockaddr_in to = GroupAddress();
-  if (subject.unicast) to = Searcher(group_socket);
-  if (!subject.unicast) usleep(100000);  // until it has joined
-  close(group_socket);
+double Measured::NextBatch() {
+  m_load.Queue(m_subject.datagrams, m_gate_text, m_to);
+  const auto took = static_cast<double>(m_gate.Measure());
+  if (m_subject.answers > 0) m_load.TakeAnswers(m_subject.answers);
+  return took / (kBatch + 1);
+}
 
-  Load load;
-  const std::string notify_gate = Notify(kTarget, kGateUuid);
-  const std::string gate_text = subject.unicast ? SearchReply(kTarget, kGateUuid) : notify_gate;
-  load.Send(gate_text, to);
-  gate.Await();
-  if (!subject.unicast) LetKnow(load, subject.peers, notify_gate, gate);
-  std::vector<int64_t> times;
-  for (int i = 0; i < kBatches; ++i) Batch(load, subject, gate_text, to, gate, times);
-  EndChild(child);
-  std::sort(times.begin(), times.end());
-  return static_cast<double>(times[times.size() / 2]) / (kBatch + 1);
+// What receives the same, and answers as long, but does nothing else.
+Subject Bare(const Subject& subject) {
+  Subject bare = subject;
+  bare.loop = subject.answers > 0 ? BareReplyLoop : BareLoop;
+  bare.peers = 0;
+  bare.unicast = false;
+  return bare;
+}
+
+double Median(std::vector<double> figures) {
+  std::sort(figures.begin(), figures.end());
+  return figures[figures.size() / 2];
+}
+
+// Batch by batch in turn with the bare loop, for what else goes on in the machine changes in less
+// than a second.
+void Compare(const Subject& subject) {
+  const Subject as_bare = Bare(subject);
+  Measured bare(as_bare, 1901);
+  Measured measured(subject, 1900);
+  std::vector<double> costs, bare_costs, ratios;
+  for (int i = 0; i < kBatches; ++i) {
+    bare_costs.push_back(bare.NextBatch());
+    costs.push_back(measured.NextBatch());
+    ratios.push_back(costs.back() / bare_costs.back());
+  }
+  std::printf("%s %d %.1f %.1f %.3f\n", subject.name, subject.peers, Median(costs),
+              Median(bare_costs), Median(ratios));
 }
 
 double MeasureAnnouncement() {
@@ -98,19 +148,28 @@ std::vector<Subject> Subjects() {
   const std::vector<std::string> search = {MSearch(kTarget)};
   const size_t answer = reply[0].size();
   return {
-      {"bare", BareLoop, 0, other, false, 0},
       {"bare_thread", BareThreadLoop, 0, other, false, 0},
+      {"fixed", FixedLoop, 0, other, false, 0},
       {"notify_other", LibraryHost, 0, other, false, 0},
+      {"fixed_table", FixedTableLoop, 1, one, false, 0},
       {"notify_known", LibraryHost, 1, one, false, 0},
-      {"search_reply", LibraryHost, 1, reply, true, 0},
-      {"bare_reply", BareReplyLoop, 0, search, false, answer},
-      {"msearch_answered", LibraryHost, 0, search, false, answer},
       {"notify_known", LibraryHost, 10, Peers(10), false, 0},
       {"notify_known", LibraryHost, 100, Peers(100), false, 0},
       {"notify_known", LibraryHost, 1000, Peers(1000), false, 0},
+      {"fixed_table", FixedTableLoop, 10000, Peers(10000), false, 0},
       {"notify_known", LibraryHost, 10000, Peers(10000), false, 0},
       {"notify_known", LibraryHost, 100000, Peers(100000), false, 0},
+      {"search_reply", LibraryHost, 1, reply, true, 0},
+      {"msearch_answered", LibraryHost, 0, search, false, answer},
   };
+}
+
+// Otherwise it were chance whether the datagrams lie in another processor's cache.
+void KeepToOneProcessor() {
+  cpu_set_t processor;
+  CPU_ZERO(&processor);
+  CPU_SET(static_cast<size_t>(sched_getcpu()), &processor);
+  sched_setaffinity(0, sizeof(processor), &processor);
 }
 
 }  // namespace
@@ -121,14 +180,15 @@ int main(int argc, char** argv) {
     std::fprintf(stderr, "no private network: %s\n", reason.c_str());
     return 1;
   }
+  KeepToOneProcessor();
   const int rounds = argc > 1 ? std::atoi(argv[1]) : 5;
   const auto subjects = Subjects();
   for (int round = 0; round < rounds; ++round) {
     for (const Subject& subject : subjects) {
       if (argc > 2 && std::string(argv[2]) != subject.name) continue;
-      std::printf("%s %d %.1f\n", subject.name, subject.peers, Measure(subject));
+      Compare(subject);
       std::fflush(stdout);
     }
-    std::printf("announcement 0 %.3f\n", MeasureAnnouncement());
+    std::printf("announcement 0 0 0 %.3f\n", MeasureAnnouncement());
   }
 }

@@ -30,6 +30,9 @@ class Gate {
   void Open();
   int64_t Measure();
 
+  // Where a bare loop receives: set before it starts. A host of the library has no choice.
+  uint16_t m_port = 1900;
+
   // For results that aren't CPU time of a batch.
   std::atomic<int64_t> m_received{0};
   std::atomic<double> m_result{0};

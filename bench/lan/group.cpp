@@ -21,19 +21,19 @@ namespace {
 
 }  // namespace
 
-sockaddr_in GroupAddress() {
+sockaddr_in GroupAddress(uint16_t port) {
   sockaddr_in address{};
   address.sin_family = AF_INET;
-  address.sin_port = htons(1900);
+  address.sin_port = htons(port);
   address.sin_addr.s_addr = inet_addr("239.255.255.250");
   return address;
 }
 
-int OpenGroupSocket() {
+int OpenGroupSocket(uint16_t port) {
   const int handle = socket(AF_INET, SOCK_DGRAM, 0);
   const int reuse = 1;
   setsockopt(handle, SOL_SOCKET, SO_REUSEADDR, &reuse, sizeof(reuse));
-  sockaddr_in address = GroupAddress();
+  sockaddr_in address = GroupAddress(port);
   address.sin_addr.s_addr = INADDR_ANY;
   ip_mreq membership{};
   membership.imr_multiaddr = GroupAddress().sin_addr;

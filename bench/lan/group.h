@@ -13,10 +13,10 @@ namespace bench {
 
 constexpr int kBatch = 125;  // so many of our datagrams fit into a socket's default buffer
 
-sockaddr_in GroupAddress();
+sockaddr_in GroupAddress(uint16_t port = 1900);
 
-// A socket with the library's own options: bound to port 1900 and joined to the group.
-int OpenGroupSocket();
+// A socket with the library's own options: bound to the port and joined to the group.
+int OpenGroupSocket(uint16_t port = 1900);
 
 // The load generator.
 class Load {

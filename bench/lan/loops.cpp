@@ -14,7 +14,13 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "group.h"
@@ -40,6 +46,11 @@ void OnDevice(const libSSDP::DeviceInfo*, libSSDP::DeviceInfo* device, unsigned 
   if (device != nullptr && device->m_uuid == kGateUuid) gate->Pass();
 }
 
+struct Datagram {
+  char text[512];
+  sockaddr_in from;
+};
+
 void StartLibrary(Gate& gate) {
   libSSDP::CreateSSDP(false);
   libSSDP::SetDomainName(kDomain);
@@ -54,22 +65,100 @@ void StartLibrary(Gate& gate) {
   if (libSSDP::Initialize() != libSSDP::SSDP_SUCCESS) std::exit(1);
 }
 
-void Bare(Gate& gate, const std::string& reply) {
-  const int socket = OpenGroupSocket();
+// Receives into `datagram`, with `prepare` before each receive and `handle` behind it.
+template <typename Prepare, typename Handle>
+void Receive(Gate& gate, Datagram& datagram, Prepare prepare, Handle handle) {
+  const int socket = OpenGroupSocket(gate.m_port);
   const size_t gate_length = Notify(kTarget, kGateUuid).size();
-  char text[512];
   for (;;) {
-    sockaddr_in from;
-    socklen_t size = sizeof(from);
-    const ssize_t length =
-        recvfrom(socket, text, sizeof(text), 0, reinterpret_cast<sockaddr*>(&from), &size);
+    prepare();
+    socklen_t size = sizeof(datagram.from);
+    const ssize_t length = recvfrom(socket, datagram.text, sizeof(datagram.text), 0,
+                                    reinterpret_cast<sockaddr*>(&datagram.from), &size);
     gate.m_received.fetch_add(1, std::memory_order_relaxed);
     if (length == static_cast<ssize_t>(gate_length)) {
       gate.Pass();
-    } else if (!reply.empty()) {
-      sendto(socket, reply.data(), reply.size(), 0, reinterpret_cast<sockaddr*>(&from), size);
+    } else {
+      handle(socket);
     }
   }
+}
+
+void Bare(Gate& gate) {
+  Datagram datagram;
+  Receive(
+      gate, datagram, [] {}, [](int) {});
+}
+
+// A table of peers, of which it takes the UUID from where Notify puts it.
+class Table {
+ public:
+  void Refresh(const char* notify) {
+    m_uuid.assign(notify + m_offset, m_length);
+    auto entry = m_devices.find(m_uuid);
+    if (entry == m_devices.end()) {
+      auto device = std::make_unique<libSSDP::DeviceInfo>();
+      device->m_uuid = m_uuid;
+      entry = m_devices.emplace(m_uuid, std::move(device)).first;
+    }
+    ++entry->second->m_expiry;
+  }
+
+ private:
+  const size_t m_offset = Notify(kTarget, Uuid(0)).find(Uuid(0));
+  const size_t m_length = Uuid(0).length();
+  std::string m_uuid;
+  std::map<std::string, std::unique_ptr<libSSDP::DeviceInfo>> m_devices;
+};
+
+// Fourteen settings in an ordered map, each with its own name, of which one is copied out under a
+// lock.
+class Settings {
+ public:
+  Settings() {
+    for (const char* name :
+         {"network_interface", "domain_name", "device_type", "version", "user_agent", "server_info",
+          "msearch_header", "notify_header", "response_header", "search_target", "status", "uuid",
+          "msearch_timeout", "notify_timeout"}) {
+      const std::string full = std::string("ssdp_config_") + name;
+      m_settings.emplace(full, Setting{full, kTarget});
+    }
+  }
+
+  void CopySearchTarget() {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_copy = m_settings.find(m_search_target)->second;
+  }
+
+ private:
+  struct Setting {
+    std::string name;
+    std::string value;
+  };
+  const std::string m_search_target = "ssdp_config_search_target";
+  std::mutex m_mutex;
+  std::map<std::string, Setting> m_settings;
+  Setting m_copy;
+};
+
+// On a second thread; main keeps out of the way.
+template <typename Loop>
+[[noreturn]] void OnAThread(Loop loop) {
+  std::thread(loop).detach();
+  for (;;) pause();
+}
+
+template <bool with_table>
+void Fixed(Gate& gate) {
+  Datagram datagram;
+  Settings settings;
+  Table table;
+  Receive(
+      gate, datagram, [&] { std::memset(&datagram, 0, sizeof(datagram)); },
+      [&](int) {
+        settings.CopySearchTarget();
+        if constexpr (with_table) table.Refresh(datagram.text);
+      });
 }
 
 // The CPU time of the calling thread, in nanoseconds, that one batch of sends takes.
@@ -83,16 +172,30 @@ double TimeSends(Send send) {
 }  // namespace
 
 void BareLoop(Gate& gate) {
-  Bare(gate, "");
+  Bare(gate);
 }
 
 void BareThreadLoop(Gate& gate) {
-  std::thread loop([&] { Bare(gate, ""); });
-  for (;;) pause();
+  OnAThread([&] { Bare(gate); });
 }
 
 void BareReplyLoop(Gate& gate) {
-  Bare(gate, SearchReply(kTarget, Uuid(0)));
+  const std::string reply = SearchReply(kTarget, Uuid(0));
+  Datagram datagram;
+  Receive(
+      gate, datagram, [] {},
+      [&](int socket) {
+        sendto(socket, reply.data(), reply.size(), 0,
+               reinterpret_cast<const sockaddr*>(&datagram.from), sizeof(datagram.from));
+      });
+}
+
+void FixedLoop(Gate& gate) {
+  OnAThread([&] { Fixed<false>(gate); });
+}
+
+void FixedTableLoop(Gate& gate) {
+  OnAThread([&] { Fixed<true>(gate); });
 }
 
 void LibraryHost(Gate& gate) {
