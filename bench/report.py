@@ -39,7 +39,7 @@ def goal(text, limit, measured, unit, spread=""):
     global failed
     met = measured <= limit
     failed += not met
-    table.append((text, f"{limit:g} {unit}", f"{measured:.3g} {unit}" if unit == "x"
+    table.append((text, f"{limit:g} {unit}", f"{measured:.3f} {unit}" if unit == "x"
                   else f"{measured:,.0f} {unit}" if measured >= 100 else f"{measured:.2f} {unit}",
                   spread, "met" if met else "NOT MET"))
 
