@@ -28,12 +28,11 @@ Integer Saturate(Number number) {
   if (text.empty()) return from;
   const char* const end = message.data() + message.length();
   const size_t rest = text.length() - 1;
-  while (static_cast<size_t>(end - from) > rest) {
-    const size_t starts = static_cast<size_t>(end - from) - rest;
-    from = static_cast<const char*>(std::memchr(from, text.front(), starts));
-    if (from == nullptr) return nullptr;
+  while (from != nullptr && static_cast<size_t>(end - from) > rest) {
     if (from[rest] == text.back() && std::memcmp(from, text.data(), rest) == 0) return from;
     ++from;
+    const size_t starts = static_cast<size_t>(end - from) - rest;
+    from = static_cast<const char*>(std::memchr(from, text.front(), starts));
   }
   return nullptr;
 }
