@@ -88,6 +88,10 @@ int OpenSocket() {
   return handle;
 }
 
+void SetName(SSDPConfig& kept, const std::string& name) {
+  if (kept.m_name != name) kept.m_name = name;
+}
+
 // By hand, for inet_ntop goes through printf: a third of what a known peer's announcement costs.
 std::string AddressText(const struct sockaddr_in& address) {
   const auto* octets = reinterpret_cast<const unsigned char*>(&address.sin_addr);

@@ -12,6 +12,7 @@
 #include <atomic>
 #include <string>
 
+#include "ssdpconfig.h"
 #include "worker.h"
 
 namespace libSSDP {
@@ -101,6 +102,10 @@ int OpenSocket();
 
 // Sleeps, as long as the system allows sleeping in any way.
 void Pause(int milliseconds);
+
+// Gives a value that is kept between messages the name that a new one has. Where it has that
+// already, nothing is written: a lookup would wait for what was written just before.
+void SetName(SSDPConfig& kept, const std::string& name);
 
 // The address's dotted text.
 std::string AddressText(const struct sockaddr_in& address);
