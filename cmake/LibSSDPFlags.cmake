@@ -4,7 +4,7 @@ add_library(ssdp_flags INTERFACE)
 target_compile_features(ssdp_flags INTERFACE cxx_std_17)
 target_compile_options(ssdp_flags INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Wconversion
-  -fvisibility=hidden -fvisibility-inlines-hidden -fno-plt
+  -fvisibility=hidden -fvisibility-inlines-hidden -fno-plt -ffunction-sections
   # Failure lines name the file relative to the source tree, and the same source gives the same
   # bytes, wherever it was built.
   -ffile-prefix-map=${PROJECT_BINARY_DIR}=build -ffile-prefix-map=${PROJECT_SOURCE_DIR}/=)
