@@ -93,6 +93,15 @@ TEST_F(Receiver, ReadsTheGoldenAnswer) {
   EXPECT_EQ(report.record.m_status, "ok");
 }
 
+TEST_F(Receiver, AsksForTheSearchTargetByItsOwnNameWhateverOneIsStoredWithIt) {
+  SearchTargetConfig target;
+  m_store.GetConfig(target.m_name, target);
+  target.m_name = "another name";
+  m_store.SetConfig(SSDP_CONFIG_SEARCH_TARGET, target);
+  Reported(kReply);
+  Reported(kReply);
+}
+
 TEST_F(Receiver, TakesItsStepsInOrder) {
   m_system.Deliver(kReply);
   m_system.LogSettings();

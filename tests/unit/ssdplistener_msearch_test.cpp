@@ -129,6 +129,15 @@ TEST_F(Responder, ReportsTheSearchWithoutARecordBeforeItAnswers) {
   EXPECT_TRUE(m_engine.reports[0].searched);
 }
 
+TEST_F(Responder, AsksForTheSearchTargetByItsOwnNameWhateverOneIsStoredWithIt) {
+  SearchTargetConfig target;
+  m_store.GetConfig(target.m_name, target);
+  target.m_name = "another name";
+  m_store.SetConfig(SSDP_CONFIG_SEARCH_TARGET, target);
+  EXPECT_EQ(Answered(), golden::kLampAnswer);
+  EXPECT_EQ(Answered(), golden::kLampAnswer);
+}
+
 TEST_F(Responder, TakesItsStepsInOrder) {
   m_system.LogSettings();
   m_engine.on_report = [this] { m_system.log.push_back("report"); };

@@ -72,6 +72,16 @@ TEST_F(Notify, ReportsAByebyeWithItsExpiryAhead) {
   EXPECT_EQ(report.record.m_expiry, 1794752579 + 1800);
 }
 
+// That name comes along with the first read, into what is kept for the second.
+TEST_F(Notify, AsksForTheSearchTargetByItsOwnNameWhateverOneIsStoredWithIt) {
+  SearchTargetConfig target;
+  m_store.GetConfig(target.m_name, target);
+  target.m_name = "another name";
+  m_store.SetConfig(SSDP_CONFIG_SEARCH_TARGET, target);
+  Reported(golden::kLampAlive);
+  Reported(golden::kLampAlive);
+}
+
 TEST_F(Notify, TakesItsStepsInOrderAndAnswersNothing) {
   m_system.LogSettings();
   m_engine.on_report = [this] { m_system.log.push_back("report"); };
