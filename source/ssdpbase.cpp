@@ -88,8 +88,8 @@ int OpenSocket() {
   return handle;
 }
 
-void SetName(SSDPConfig& kept, const std::string& name) {
-  if (kept.m_name != name) kept.m_name = name;
+void PutRight(std::string& kept, const std::string& right) {
+  if (kept != right) kept = right;
 }
 
 // By hand, for inet_ntop goes through printf: a third of what a known peer's announcement costs.

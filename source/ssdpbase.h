@@ -12,7 +12,6 @@
 #include <atomic>
 #include <string>
 
-#include "ssdpconfig.h"
 #include "worker.h"
 
 namespace libSSDP {
@@ -103,9 +102,9 @@ int OpenSocket();
 // Sleeps, as long as the system allows sleeping in any way.
 void Pause(int milliseconds);
 
-// Gives a value that is kept between messages the name that a new one has. Where it has that
-// already, nothing is written: a lookup would wait for what was written just before.
-void SetName(SSDPConfig& kept, const std::string& name);
+// Makes `kept` the same as `right`. Where it is so already, nothing is written: who reads it next
+// would wait for what was written just before.
+void PutRight(std::string& kept, const std::string& right);
 
 // The address's dotted text.
 std::string AddressText(const struct sockaddr_in& address);

@@ -103,7 +103,7 @@ int SSDPHandler::Task() {
     Receive(datagram);
     try {
       SearchTargetConfig& sconfig = m_search_target;
-      SetName(sconfig, SSDP_CONFIG_SEARCH_TARGET);
+      PutRight(sconfig.m_name, SSDP_CONFIG_SEARCH_TARGET);
       if (!SSDP_CHECK(m_ssdpstore->GetConfig(sconfig.m_name, sconfig) == SSDP_SUCCESS))
         return SSDP_FAILURE;
       ProcessResponse(datagram, sconfig.m_search_target);

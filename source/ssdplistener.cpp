@@ -128,7 +128,7 @@ class SSDPListener::Answering {
 
 SSDP_STATUS SSDPListener::ProcessMSearch(const char* message, struct sockaddr_in from) {
   SearchTargetConfig& sconfig = m_search_target;
-  SetName(sconfig, SSDP_CONFIG_SEARCH_TARGET);
+  PutRight(sconfig.m_name, SSDP_CONFIG_SEARCH_TARGET);
   if (!SSDP_CHECK(m_ssdpstore->GetConfig(sconfig.m_name, sconfig) == SSDP_SUCCESS))
     return SSDP_FAILURE;
   if (!ContainsHeader(message, "ST: ", sconfig.m_search_target)) return SSDP_SUCCESS;
@@ -173,7 +173,7 @@ SSDP_STATUS SSDPListener::ProcessNotify(const char* message, struct sockaddr_in 
 
 SSDP_STATUS SSDPListener::ProcessNotify(std::string_view message, const struct sockaddr_in& from) {
   SearchTargetConfig& sconfig = m_search_target;
-  SetName(sconfig, SSDP_CONFIG_SEARCH_TARGET);
+  PutRight(sconfig.m_name, SSDP_CONFIG_SEARCH_TARGET);
   if (!SSDP_CHECK(m_ssdpstore->GetConfig(sconfig.m_name, sconfig) == SSDP_SUCCESS))
     return SSDP_FAILURE;
   if (!ContainsHeader(message, "NT: ", sconfig.m_search_target)) return SSDP_SUCCESS;

@@ -98,8 +98,8 @@ TEST_F(Receiver, AsksForTheSearchTargetByItsOwnNameWhateverOneIsStoredWithIt) {
   m_store.GetConfig(target.m_name, target);
   target.m_name = "another name";
   m_store.SetConfig(SSDP_CONFIG_SEARCH_TARGET, target);
-  Reported(kReply);
-  Reported(kReply);
+  m_system.Deliver(kReply);
+  EXPECT_EQ(Run(), 0);  // a second time when nothing more comes
 }
 
 TEST_F(Receiver, TakesItsStepsInOrder) {
