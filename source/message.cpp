@@ -21,7 +21,8 @@ Integer Saturate(Number number) {
 }
 
 // The first `text` in `message` from `from` on, or null. Runs on memchr, which leaves strstr far
-// behind where a first letter is rare; the last letter then spares most of the comparisons.
+// behind where a first letter is rare; the last letter then spares most of the comparisons. `from`
+// itself is looked at before that: a start line stands there.
 // Inlined, so that the comparison with a literal is a few loads.
 [[gnu::always_inline]] inline const char* Find(std::string_view message, const char* from,
                                                std::string_view text) {

@@ -102,8 +102,8 @@ int OpenSocket();
 // Sleeps, as long as the system allows sleeping in any way.
 void Pause(int milliseconds);
 
-// Makes `kept` the same as `right`. Where it is so already, nothing is written: who reads it next
-// would wait for what was written just before.
+// Makes `kept` the same as `right`. Where it is so already, nothing is written: a read right behind
+// the write would wait for it.
 void PutRight(std::string& kept, const std::string& right);
 
 // The address's dotted text.

@@ -11,7 +11,7 @@
 
 namespace bench {
 
-constexpr int kBatch = 125;  // so many of our datagrams fit into a socket's default buffer
+constexpr int kBatch = 125;  // these fit, with room to spare, into a socket's default buffer
 
 sockaddr_in GroupAddress(uint16_t port = 1900);
 

@@ -75,19 +75,15 @@ void Receive(Gate& gate, Datagram& datagram, Prepare prepare, Handle handle) {
     socklen_t size = sizeof(datagram.from);
     const ssize_t length = recvfrom(socket, datagram.text, sizeof(datagram.text), 0,
                                     reinterpret_cast<sockaddr*>(&datagram.from), &size);
-    gate.m_received.fetch_add(1, std::memory_order_relaxed);
+    // Nobody else writes it: no locked instruction, which a datagram doesn't always cost a host.
+    gate.m_received.store(gate.m_received.load(std::memory_order_relaxed) + 1,
+                          std::memory_order_relaxed);
     if (length == static_cast<ssize_t>(gate_length)) {
       gate.Pass();
     } else {
       handle(socket);
     }
   }
-}
-
-void Bare(Gate& gate) {
-  Datagram datagram;
-  Receive(
-      gate, datagram, [] {}, [](int) {});
 }
 
 // A table of peers, of which it takes the UUID from where Notify puts it.
@@ -172,11 +168,13 @@ double TimeSends(Send send) {
 }  // namespace
 
 void BareLoop(Gate& gate) {
-  Bare(gate);
+  Datagram datagram;
+  Receive(
+      gate, datagram, [] {}, [](int) {});
 }
 
 void BareThreadLoop(Gate& gate) {
-  OnAThread([&] { Bare(gate); });
+  OnAThread([&] { BareLoop(gate); });
 }
 
 void BareReplyLoop(Gate& gate) {
