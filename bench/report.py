@@ -117,6 +117,8 @@ def loss():
         highest = f"up to {max(rate for rate, _, _ in shares[receiver]):,.0f}/s were sent"
         if receiver == "library":
             goal("lost at 50,000/s, 1,000 peers known", 0, max(at_50), "")
+        else:
+            note("lost at 50,000/s by the bare loop", f"{max(at_50):,}")
         note(f"loss begins, {receiver}", begins, highest)
 
 
