@@ -8,7 +8,6 @@
 #include <algorithm>
 #include <cstring>
 #include <limits>
-#include <memory>
 #include <new>
 #include <utility>
 
@@ -67,8 +66,7 @@ SSDP_STATUS SSDP::DeInit() {
 
 void SSDP::ClearDevices() {
   const ScopedLock lock(m_device_mutex);
-  for (auto& entry : m_devices) delete entry.second;
-  m_devices.clear();
+  m_devices.Clear();
 }
 
 SSDP_STATUS SSDP::SetConfig(const std::string& name, const SSDPConfig& config) {
@@ -100,7 +98,7 @@ SSDP_STATUS SSDP::Search() {
 
 SSDP_STATUS SSDP::GetDevices(std::map<std::string, DeviceInfo*>& devices) {
   const ScopedLock lock(m_device_mutex);
-  devices.insert(m_devices.begin(), m_devices.end());
+  m_devices.CopyTo(devices);
   return SSDP_SUCCESS;
 }
 
@@ -121,31 +119,24 @@ void SSDP::Callback(void* context, DeviceInfo* device, bool alive, bool searched
 void SSDP::DeviceAlive(DeviceInfo& device) {
   const ScopedLock lock(m_device_mutex);
   unsigned int event = 0;
-  auto entry = m_devices.find(device.m_uuid);
-  if (entry != m_devices.end()) {
-    entry->second->m_expiry = device.m_expiry;
-    if (entry->second->m_address != device.m_address) event |= SSDP_DEVICE_CHANGED;
+  DeviceInfo* stored = m_devices.Find(device.m_uuid);
+  if (stored != nullptr) {
+    stored->m_expiry = device.m_expiry;
+    if (stored->m_address != device.m_address) event |= SSDP_DEVICE_CHANGED;
   } else {
-    auto copy = std::make_unique<DeviceInfo>(device);
-    entry = m_devices.emplace(copy->m_uuid, copy.get()).first;
-    static_cast<void>(copy.release());  // the table's now
+    stored = &m_devices.Add(device);
     event |= SSDP_DEVICE_ADDED;
   }
 
-  DeviceInfo& stored = *entry->second;
-  if (m_callback != nullptr) m_callback(&stored, &device, event, m_context);
-  if (stored.m_status != device.m_status) stored.m_status = device.m_status;
-  if (stored.m_address != device.m_address) stored.m_address = device.m_address;
+  if (m_callback != nullptr) m_callback(stored, &device, event, m_context);
+  if (stored->m_status != device.m_status) stored->m_status = device.m_status;
+  if (stored->m_address != device.m_address) stored->m_address = device.m_address;
 }
 
 // A device that was never seen is reported as leaving too.
 void SSDP::DeviceGone(DeviceInfo& device) {
   const ScopedLock lock(m_device_mutex);
-  const auto entry = m_devices.find(device.m_uuid);
-  if (entry != m_devices.end()) {
-    delete entry->second;
-    m_devices.erase(entry);
-  }
+  m_devices.Remove(device.m_uuid);
   if (m_callback != nullptr) m_callback(nullptr, &device, SSDP_DEVICE_REMOVED, m_context);
 }
 
@@ -191,14 +182,7 @@ void SSDP::Sweep(time_t now) {
   // 2038 on that is every record.
   const int64_t limit = std::min<int64_t>(now, std::numeric_limits<int32_t>::max());
   const ScopedLock lock(m_device_mutex);
-  for (auto entry = m_devices.begin(); entry != m_devices.end();) {
-    if (entry->second->m_expiry < limit) {
-      delete entry->second;
-      entry = m_devices.erase(entry);
-    } else {
-      ++entry;
-    }
-  }
+  m_devices.RemoveExpiredBefore(limit);
 }
 
 }  // namespace libSSDP

@@ -7,6 +7,7 @@
 #include <map>
 #include <string>
 
+#include "devicetable.h"
 #include "libssdp.h"
 #include "mutex.h"
 #include "ssdphandler.h"
@@ -64,7 +65,7 @@ class SSDP : public SSDPDevice, public WorkerThread {
   SSDPListener* m_listener;  // owned
   SSDPHandler* m_handler;    // owned
   Mutex m_device_mutex;
-  std::map<std::string, DeviceInfo*> m_devices GUARDED_BY(m_device_mutex);  // by UUID, owned
+  DeviceTable m_devices GUARDED_BY(m_device_mutex);
   int32_t m_announce;
   SSDPCallback m_callback;
   void* m_context;  // the host's, handed back

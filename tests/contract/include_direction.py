@@ -7,7 +7,8 @@ import sys
 # The component, and all that its header and code may include of ours.
 ALLOWED = {
     "libssdp": {"ssdp", "report"},
-    "ssdp": {"ssdphandler", "ssdplistener", "ssdpstorage", "worker", "mutex", "report"},
+    "ssdp": {"devicetable", "ssdphandler", "ssdplistener", "ssdpstorage", "worker", "mutex", "report"},
+    "devicetable": set(),
     "ssdphandler": {"ssdpbase", "ssdpstorage", "message", "report"},
     "ssdplistener": {"ssdpbase", "ssdpstorage", "message", "mutex", "report"},
     "ssdpbase": {"worker", "report"},
