@@ -59,10 +59,13 @@ bool Contains(std::string_view message, std::string_view text) {
 }
 
 bool ContainsHeader(std::string_view message, std::string_view header, std::string_view value) {
+  const char* const end = message.data() + message.length();
   const char* at = message.data();
   while ((at = Find(message, at, header)) != nullptr) {
-    const size_t behind = static_cast<size_t>(at - message.data()) + header.length();
-    if (message.compare(behind, value.length(), value) == 0) return true;
+    const char* const behind = at + header.length();
+    if (static_cast<size_t>(end - behind) >= value.length() &&
+        std::memcmp(behind, value.data(), value.length()) == 0)
+      return true;
     ++at;
   }
   return false;
