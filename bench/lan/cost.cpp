@@ -147,7 +147,6 @@ double MeasureAnnouncement() {
 }
 
 std::vector<Subject> Subjects() {
-  const auto one = Peers(1);
   const std::vector<std::string> other = {Notify(kOtherTarget, Uuid(1))};
   const std::vector<std::string> reply = {SearchReply(kTarget, Uuid(1))};
   const std::vector<std::string> search = {MSearch(kTarget)};
@@ -156,12 +155,10 @@ std::vector<Subject> Subjects() {
       {"bare_thread", BareThreadLoop, 0, other, false, 0},
       {"fixed", FixedLoop, 0, other, false, 0},
       {"notify_other", LibraryHost, 0, other, false, 0},
-      {"fixed_table", FixedTableLoop, 1, one, false, 0},
-      {"notify_known", LibraryHost, 1, one, false, 0},
+      {"notify_known", LibraryHost, 1, Peers(1), false, 0},
       {"notify_known", LibraryHost, 10, Peers(10), false, 0},
       {"notify_known", LibraryHost, 100, Peers(100), false, 0},
       {"notify_known", LibraryHost, 1000, Peers(1000), false, 0},
-      {"fixed_table", FixedTableLoop, 10000, Peers(10000), false, 0},
       {"notify_known", LibraryHost, 10000, Peers(10000), false, 0},
       {"notify_known", LibraryHost, 100000, Peers(100000), false, 0},
       {"search_reply", LibraryHost, 1, reply, true, 0},

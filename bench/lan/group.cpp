@@ -6,6 +6,7 @@
 #include <sys/time.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -85,15 +86,18 @@ void Load::TakeAnswers(size_t expected) {
 
 int64_t Load::Flood(const std::vector<std::string>& datagrams, double rate, double seconds) {
   using Clock = std::chrono::steady_clock;
+  using Seconds = std::chrono::duration<double>;
   const sockaddr_in group = GroupAddress();
   const auto begin = Clock::now();
+  Seconds due{0};  // when the next one is, from the beginning
   int64_t sent = 0;
   for (;;) {
-    const double passed = std::chrono::duration<double>(Clock::now() - begin).count();
-    if (passed >= seconds) return sent;
-    if (static_cast<double>(sent) < passed * rate) {
-      Send(datagrams[static_cast<size_t>(sent++) % datagrams.size()], group);
-    }
+    const Seconds passed = Clock::now() - begin;
+    if (passed.count() >= seconds) return sent;
+    if (passed < due) continue;
+    Send(datagrams[static_cast<size_t>(sent++) % datagrams.size()], group);
+    // What a pause of this thread left out isn't made up for: that would be another rate.
+    due = std::max(due + Seconds(1 / rate), passed - Seconds(0.001));
   }
 }
 

@@ -16,11 +16,9 @@
 #include <cstdlib>
 #include <cstring>
 #include <map>
-#include <memory>
 #include <mutex>
 #include <string>
 #include <thread>
-#include <utility>
 #include <vector>
 
 #include "group.h"
@@ -86,27 +84,6 @@ void Receive(Gate& gate, Datagram& datagram, Prepare prepare, Handle handle) {
   }
 }
 
-// A table of peers, of which it takes the UUID from where Notify puts it.
-class Table {
- public:
-  void Refresh(const char* notify) {
-    m_uuid.assign(notify + m_offset, m_length);
-    auto entry = m_devices.find(m_uuid);
-    if (entry == m_devices.end()) {
-      auto device = std::make_unique<libSSDP::DeviceInfo>();
-      device->m_uuid = m_uuid;
-      entry = m_devices.emplace(m_uuid, std::move(device)).first;
-    }
-    ++entry->second->m_expiry;
-  }
-
- private:
-  const size_t m_offset = Notify(kTarget, Uuid(0)).find(Uuid(0));
-  const size_t m_length = Uuid(0).length();
-  std::string m_uuid;
-  std::map<std::string, std::unique_ptr<libSSDP::DeviceInfo>> m_devices;
-};
-
 // Fourteen settings in an ordered map, each with its own name, of which one is copied out under a
 // lock.
 class Settings {
@@ -144,17 +121,12 @@ template <typename Loop>
   for (;;) pause();
 }
 
-template <bool with_table>
 void Fixed(Gate& gate) {
   Datagram datagram;
   Settings settings;
-  Table table;
   Receive(
       gate, datagram, [&] { std::memset(&datagram, 0, sizeof(datagram)); },
-      [&](int) {
-        settings.CopySearchTarget();
-        if constexpr (with_table) table.Refresh(datagram.text);
-      });
+      [&](int) { settings.CopySearchTarget(); });
 }
 
 // The CPU time of the calling thread, in nanoseconds, that one batch of sends takes.
@@ -189,11 +161,7 @@ void BareReplyLoop(Gate& gate) {
 }
 
 void FixedLoop(Gate& gate) {
-  OnAThread([&] { Fixed<false>(gate); });
-}
-
-void FixedTableLoop(Gate& gate) {
-  OnAThread([&] { Fixed<true>(gate); });
+  OnAThread([&] { Fixed(gate); });
 }
 
 void LibraryHost(Gate& gate) {

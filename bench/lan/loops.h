@@ -18,10 +18,8 @@ void BareLoop(Gate& gate);
 void BareThreadLoop(Gate& gate);
 
 // On a second thread too, and does what is fixed for every datagram of a listener: the buffer is
-// cleared before, one setting is copied out of an ordered map under a lock behind it. With a table,
-// the peer is found in an ordered map of its own and its record is touched, nothing else.
+// cleared before, one setting is copied out of an ordered map under a lock behind it.
 void FixedLoop(Gate& gate);
-void FixedTableLoop(Gate& gate);
 
 // Receives on the group and answers with a constant of the length of the library's answers.
 void BareReplyLoop(Gate& gate);
