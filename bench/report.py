@@ -50,15 +50,13 @@ def note(text, measured, spread=""):
     table.append((text, "", measured, spread, ""))
 
 
-def quietest(rows):
-    """The figures of the third of the rounds in which the bare loop was fastest: in the others other
-    programs had the machine's caches."""
-    best = sorted(rows, key=lambda row: row["bare"])[:max(1, len(rows) // 3)]
-    return {name: statistics.median(row[name] for row in best) for name in ("cost", "bare", "ratio")}
+def undisturbed(costs):
+    """What the fastest tenth of the batches stayed below. The other guests of the machine slow the
+    others down, more or fewer of them from minute to minute."""
+    return statistics.quantiles(costs, n=10)[0]
 
 
-def spread(rows, name="ratio"):
-    figures = [row[name] for row in rows]
+def spread(figures):
     return f"{min(figures):.2f} to {max(figures):.2f}"
 
 
@@ -74,23 +72,32 @@ def instructions():
 
 
 def cost():
-    rows, announcements = defaultdict(list), []
+    batches, announcements = defaultdict(list), []
     for subject, *figures in lines(program("bench_cost"), str(ROUNDS)):
         if subject == "announcement":
-            announcements.append({"ratio": float(figures[0])})
+            announcements.append(float(figures[0]))
         else:
-            rows[subject, int(figures[0])].append(
-                dict(zip(("cost", "bare", "ratio"), map(float, figures[1:]))))
+            peers, round_, cost, bare = map(float, figures)
+            batches[subject, peers].append((round_, cost, bare))
+    costs = {key: undisturbed([cost for _, cost, _ in rows]) for key, rows in batches.items()}
+    bares = {key: undisturbed([bare for _, _, bare in rows]) for key, rows in batches.items()}
+
+    def of_each_round(subject, peers, figure):
+        by_round = defaultdict(list)
+        for round_, cost, bare in batches[subject, peers]:
+            by_round[round_].append(figure(cost, bare))
+        return spread([statistics.median(figures) for figures in by_round.values()])
 
     def compare(text, subject, peers=0, limit=None):
-        ratio, range_ = quietest(rows[subject, peers])["ratio"], spread(rows[subject, peers])
+        ratio = costs[subject, peers] / bares[subject, peers]
+        rounds = of_each_round(subject, peers, lambda cost, bare: cost / bare)
         if limit is None:
-            note(text, f"{ratio:.2f} x", range_)
+            note(text, f"{ratio:.2f} x", rounds)
         else:
-            goal(text, limit, ratio, "x", range_)
+            goal(text, limit, ratio, "x", rounds)
 
-    bare = quietest(rows["notify_other", 0])["bare"]
-    note("bare receive loop", f"{bare:.0f} ns", spread(rows["notify_other", 0], "bare"))
+    note("bare receive loop", f"{bares['notify_other', 0]:.0f} ns",
+         of_each_round("notify_other", 0, lambda cost, bare: bare))
     compare("the same on a second thread", "bare_thread")
     compare("and with what is fixed for every datagram", "fixed")
     compare("NOTIFY of another kind / bare loop", "notify_other", limit=1.3)
@@ -98,10 +105,9 @@ def cost():
     compare("NOTIFY, 10,000 peers known / bare loop", "notify_known", 10000, limit=2.2)
     compare("search reply / bare loop", "search_reply", 1, limit=1.7)
     compare("M-SEARCH answered / bare receive and send", "msearch_answered", limit=1.6)
-    goal("announcement / bare send", 1.5, statistics.median(row["ratio"] for row in announcements),
-         "x", spread(announcements))
-    plot_cost({peers: quietest(rows[subject, peers])["cost"] for subject, peers in rows
-               if subject == "notify_known"}, bare)
+    goal("announcement / bare send", 1.5, statistics.median(announcements), "x", spread(announcements))
+    plot_cost({peers: cost for (subject, peers), cost in costs.items()
+               if subject == "notify_known"}, bares["notify_other", 0])
 
 
 def loss():

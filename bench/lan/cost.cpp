@@ -1,12 +1,11 @@
 // SPDX-License-Identifier: MIT
 // cost ROUNDS [SUBJECT]: what a datagram of each kind costs a host of the library and what it
 // costs a bare loop that receives the same, in CPU time of the whole process, in one private
-// network. Prints one line each: subject, known peers, nanoseconds a datagram, the bare loop's, the
-// ratio; of an announcement, which is compared inside its host, the ratio alone.
+// network. Prints one line for each batch: subject, known peers, round, nanoseconds a datagram, the
+// bare loop's; of an announcement, which is compared inside its host, one ratio for each round.
 #include <sched.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <vector>
@@ -110,25 +109,17 @@ Subject Bare(const Subject& subject) {
   return bare;
 }
 
-double Median(std::vector<double> figures) {
-  std::sort(figures.begin(), figures.end());
-  return figures[figures.size() / 2];
-}
-
 // Batch by batch in turn with the bare loop, for what else goes on in the machine changes in less
 // than a second.
-void Compare(const Subject& subject) {
+void Compare(const Subject& subject, int round) {
   const Subject as_bare = Bare(subject);
   Measured bare(as_bare, 1901);
   Measured measured(subject, 1900);
-  std::vector<double> costs, bare_costs, ratios;
   for (int i = 0; i < kBatches; ++i) {
-    bare_costs.push_back(bare.NextBatch());
-    costs.push_back(measured.NextBatch());
-    ratios.push_back(costs.back() / bare_costs.back());
+    const double bare_cost = bare.NextBatch();
+    std::printf("%s %d %d %.1f %.1f\n", subject.name, subject.peers, round, measured.NextBatch(),
+                bare_cost);
   }
-  std::printf("%s %d %.1f %.1f %.3f\n", subject.name, subject.peers, Median(costs),
-              Median(bare_costs), Median(ratios));
 }
 
 double MeasureAnnouncement() {
@@ -189,7 +180,7 @@ int main(int argc, char** argv) {
   for (int round = 0; round < rounds; ++round) {
     for (const Subject& subject : subjects) {
       if (argc > 2 && std::string(argv[2]) != subject.name) continue;
-      Compare(subject);
+      Compare(subject, round);
       std::fflush(stdout);
     }
     std::printf("announcement %.3f\n", MeasureAnnouncement());
