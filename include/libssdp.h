@@ -197,10 +197,10 @@ LIBSSDP_API SSDP_STATUS SetStatus(std::string status);
 
 /// Adds the known devices to `devices`, by UUID; a key that it already holds keeps its value.
 ///
-/// The records stay the library's: don't free them. They change when their device is heard of
-/// again, and are freed when it says goodbye, when its time runs out, and by Uninitialize, all on
-/// other threads: use them only where you know that none of this can happen. To keep a record, copy
-/// what the callback is given.
+/// The records stay the library's: neither free them nor write to them. They change when their
+/// device is heard of again, and are freed when it says goodbye, when its time runs out, and by
+/// Uninitialize, all on other threads: use them only where you know that none of this can happen.
+/// To keep a record, copy what the callback is given.
 ///
 /// Blocks while a callback runs; must not be called from one.
 ///
