@@ -77,7 +77,8 @@ void DeviceTable::Clear() {
 }
 
 void DeviceTable::CopyTo(std::map<std::string, DeviceInfo*>& devices) const {
-  for (const Entry& entry : m_entries) devices.insert({entry.device->m_uuid, entry.device});
+  for (const Entry& entry : m_entries)
+    devices.emplace_hint(devices.end(), entry.device->m_uuid, entry.device);
 }
 
 }  // namespace libSSDP

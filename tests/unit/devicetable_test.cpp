@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
+#include <limits>
 #include <random>
 
 namespace libSSDP {
@@ -133,6 +134,12 @@ TEST_F(Entries, KeepsNothingWhenCleared) {
   m_table.Clear();
   EXPECT_THAT(Uuids(), IsEmpty());
   EXPECT_EQ(m_table.m_entries.capacity(), 0u);
+}
+
+TEST_F(Entries, ClearsWhatNeverExpiresToo) {
+  for (const auto& uuid : ordered) m_table.Add(Device(uuid, std::numeric_limits<int32_t>::max()));
+  m_table.Clear();
+  EXPECT_THAT(Uuids(), IsEmpty());
 }
 
 TEST_F(Entries, GivesItsEntriesButLeavesTheCallers) {
