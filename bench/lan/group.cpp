@@ -96,7 +96,8 @@ int64_t Load::Flood(const std::vector<std::string>& datagrams, double rate, doub
     if (passed.count() >= seconds) return sent;
     if (passed < due) continue;
     Send(datagrams[static_cast<size_t>(sent++) % datagrams.size()], group);
-    // What a pause of this thread left out isn't made up for: that would be another rate.
+    // What a pause of more than a millisecond left out isn't made up for: that would be another
+    // rate.
     due = std::max(due + Seconds(1 / rate), passed - Seconds(0.001));
   }
 }
