@@ -14,8 +14,9 @@ namespace libSSDP {
 
 // The known devices: an ordered map from UUID to record, laid out flat. In a tree of thousands each
 // step of a search waits for a node and then for its key; here the first eight bytes of the UUIDs
-// stand in one block of memory, and a UUID itself is looked at only where those are equal: where
-// all begin alike that is every step, which then costs what a tree's would, or a little more.
+// stand in one block of memory, and a UUID itself is looked at only where those are equal. That is
+// seldom, for a UUID begins with what differs most (RFC 4122, 4.1.2); where all begin alike it is
+// every step, which then costs more than a tree's.
 //
 // Owns its records, and each keeps its address until it is removed. Records that are still there
 // when the table is destroyed are not freed: whoever may have handed them out calls Clear before.
