@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cstring>
 #include <limits>
+#include <memory>
 #include <new>
 #include <utility>
 
@@ -66,7 +67,8 @@ SSDP_STATUS SSDP::DeInit() {
 
 void SSDP::ClearDevices() {
   const ScopedLock lock(m_device_mutex);
-  m_devices.Clear();
+  for (const auto& entry : m_devices) delete entry.second;
+  m_devices.clear();
 }
 
 SSDP_STATUS SSDP::SetConfig(const std::string& name, const SSDPConfig& config) {
@@ -98,7 +100,7 @@ SSDP_STATUS SSDP::Search() {
 
 SSDP_STATUS SSDP::GetDevices(std::map<std::string, DeviceInfo*>& devices) {
   const ScopedLock lock(m_device_mutex);
-  m_devices.CopyTo(devices);
+  devices.insert(m_devices.begin(), m_devices.end());
   return SSDP_SUCCESS;
 }
 
@@ -119,24 +121,33 @@ void SSDP::Callback(void* context, DeviceInfo* device, bool alive, bool searched
 void SSDP::DeviceAlive(DeviceInfo& device) {
   const ScopedLock lock(m_device_mutex);
   unsigned int event = 0;
-  DeviceInfo* stored = m_devices.Find(device.m_uuid);
-  if (stored != nullptr) {
-    stored->m_expiry = device.m_expiry;
-    if (stored->m_address != device.m_address) event |= SSDP_DEVICE_CHANGED;
+  // One walk of the map finds the record, or the place for a new one.
+  auto entry = m_devices.lower_bound(device.m_uuid);
+  const bool listed = entry != m_devices.end() && entry->first == device.m_uuid;
+  if (listed && entry->second != nullptr) {
+    entry->second->m_expiry = device.m_expiry;
+    if (entry->second->m_address != device.m_address) event |= SSDP_DEVICE_CHANGED;
   } else {
-    stored = &m_devices.Add(device);
+    auto copy = std::make_unique<DeviceInfo>(device);
+    if (!listed) entry = m_devices.emplace_hint(entry, copy->m_uuid, nullptr);
+    entry->second = copy.release();
     event |= SSDP_DEVICE_ADDED;
   }
 
-  if (m_callback != nullptr) m_callback(stored, &device, event, m_context);
-  if (stored->m_status != device.m_status) stored->m_status = device.m_status;
-  if (stored->m_address != device.m_address) stored->m_address = device.m_address;
+  DeviceInfo& stored = *entry->second;
+  if (m_callback != nullptr) m_callback(&stored, &device, event, m_context);
+  if (stored.m_status != device.m_status) stored.m_status = device.m_status;
+  if (stored.m_address != device.m_address) stored.m_address = device.m_address;
 }
 
 // A device that was never seen is reported as leaving too.
 void SSDP::DeviceGone(DeviceInfo& device) {
   const ScopedLock lock(m_device_mutex);
-  m_devices.Remove(device.m_uuid);
+  const auto entry = m_devices.find(device.m_uuid);
+  if (entry != m_devices.end()) {
+    delete entry->second;
+    m_devices.erase(entry);
+  }
   if (m_callback != nullptr) m_callback(nullptr, &device, SSDP_DEVICE_REMOVED, m_context);
 }
 
@@ -182,7 +193,15 @@ void SSDP::Sweep(time_t now) {
   // 2038 on that is every record.
   const int64_t limit = std::min<int64_t>(now, std::numeric_limits<int32_t>::max());
   const ScopedLock lock(m_device_mutex);
-  m_devices.RemoveExpiredBefore(limit);
+  for (auto entry = m_devices.begin(); entry != m_devices.end();) {
+    const DeviceInfo* device = entry->second;
+    if (device != nullptr && device->m_expiry < limit) {
+      delete device;
+      entry = m_devices.erase(entry);
+    } else {
+      ++entry;
+    }
+  }
 }
 
 }  // namespace libSSDP

@@ -7,7 +7,6 @@
 #include <map>
 #include <string>
 
-#include "devicetable.h"
 #include "libssdp.h"
 #include "mutex.h"
 #include "ssdphandler.h"
@@ -65,7 +64,8 @@ class SSDP : public SSDPDevice, public WorkerThread {
   SSDPListener* m_listener;  // owned
   SSDPHandler* m_handler;    // owned
   Mutex m_device_mutex;
-  DeviceTable m_devices GUARDED_BY(m_device_mutex);
+  // The device table: owns its records, each under its own UUID. A null entry counts as absent.
+  std::map<std::string, DeviceInfo*> m_devices GUARDED_BY(m_device_mutex);
   int32_t m_announce;
   SSDPCallback m_callback;
   void* m_context;  // the host's, handed back

@@ -7,8 +7,7 @@ import sys
 # The component, and all that its header and code may include of ours.
 ALLOWED = {
     "libssdp": {"ssdp", "report"},
-    "ssdp": {"devicetable", "ssdphandler", "ssdplistener", "ssdpstorage", "worker", "mutex", "report"},
-    "devicetable": set(),
+    "ssdp": {"ssdphandler", "ssdplistener", "ssdpstorage", "worker", "mutex", "report"},
     "ssdphandler": {"ssdpbase", "ssdpstorage", "message", "report"},
     "ssdplistener": {"ssdpbase", "ssdpstorage", "message", "mutex", "report"},
     "ssdpbase": {"worker", "report"},

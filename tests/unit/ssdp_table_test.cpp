@@ -186,6 +186,42 @@ TEST_F(Table, TellsDevicesApartByTheBytesOfTheirUuid) {
   for (const auto& [uuid, device] : Devices()) EXPECT_EQ(device->m_uuid, uuid);
 }
 
+TEST_F(Table, KeepsTheOrderOfTheUuidsBytes) {
+  const std::vector<std::string> sorted = {"", "AB", "a", "ab", "a\x7f", "a\x80", "b"};
+  for (const size_t i : {3, 0, 6, 5, 1, 4, 2}) {
+    DeviceInfo device = Device(sorted[i]);
+    Report(device, true);
+  }
+  std::vector<std::string> keys;
+  for (const auto& [uuid, device] : Devices()) keys.push_back(uuid);
+  EXPECT_EQ(keys, sorted);
+}
+
+TEST_F(Table, KnowsAPeerWhoseRecordTheApplicationWroteTo) {
+  DeviceInfo first = Device("a"), second = Device("b"), third = Device("c");
+  for (DeviceInfo* device : {&first, &second, &third}) Report(*device, true);
+  Devices()["b"]->m_uuid = "z";
+  EXPECT_EQ(Report(second, true).value, 0u);
+  EXPECT_EQ(Report(first, true).value, 0u);
+  EXPECT_THAT(Devices(), SizeIs(3));
+  Report(second, false);
+  EXPECT_EQ(Devices().count("b"), 0u);
+}
+
+TEST_F(Table, CountsANullEntryAsAbsent) {
+  m_ssdp.m_devices["a"] = nullptr;
+  m_ssdp.m_devices["b"] = nullptr;
+  m_ssdp.m_devices["c"] = nullptr;
+  m_ssdp.Sweep(m_system.now.tv_sec);
+  DeviceInfo device = Device("a"), leaving = Device("b");
+  const Event event = Report(device, true);
+  EXPECT_EQ(event.value, 1u);
+  EXPECT_EQ(event.old_copy.m_uuid, "a");
+  EXPECT_EQ(Report(device, true).value, 0u);
+  EXPECT_EQ(Report(leaving, false).value, 2u);
+  EXPECT_EQ(Devices().count("b"), 0u);
+}
+
 TEST_F(Table, ReportsAnAnsweredSearchWithoutRecords) {
   SSDP::Callback(&m_ssdp, nullptr, false, true);
   ASSERT_THAT(m_events, SizeIs(1));
