@@ -2,6 +2,9 @@
 #ifndef LIBSSDP_SOURCE_REPORT_H
 #define LIBSSDP_SOURCE_REPORT_H
 
+#include <poll.h>
+#include <unistd.h>
+
 #include <cerrno>
 #include <cstdio>
 
@@ -25,20 +28,55 @@
 
 namespace libSSDP {
 
-// Both keep errno, so that a caller can still look at the failed call's own.
+// Holds standard output for one line, unless that could block: a pipe that nobody reads, or a
+// thread that hangs with the stream's lock, must not stop a thread of the library. The line is
+// dropped then. Keeps errno, so that a caller can still look at the failed call's own.
+class LineOutput {
+ public:
+  LineOutput() : m_errno(errno), m_locked(Lock()), m_ready(m_locked && IsWritable()) {}
+  ~LineOutput() {
+    if (m_locked) funlockfile(stdout);
+    errno = m_errno;
+  }
+  LineOutput(const LineOutput&) = delete;
+  LineOutput& operator=(const LineOutput&) = delete;
+
+  bool IsReady() const { return m_ready; }
+
+ private:
+  // A thread that is just printing gets 10 ms to let go of the lock.
+  static bool Lock() {
+    for (int waited = 0; ftrylockfile(stdout) != 0; ++waited) {
+      if (waited == 10) return false;
+      usleep(1000);
+    }
+    return true;
+  }
+
+  // A pipe without a reader isn't writable: the line would raise SIGPIPE.
+  static bool IsWritable() {
+    struct pollfd output = {fileno(stdout), POLLOUT, 0};
+    if (output.fd < 0) return true;  // a stream in memory
+    return poll(&output, 1, 0) == 1 && output.revents == POLLOUT;
+  }
+
+  const int m_errno;
+  const bool m_locked;
+  const bool m_ready;
+};
+
 [[gnu::cold]] inline bool ReportFailure(int line, const char* function, const char* condition,
                                         const char* file) {
-  const int saved = errno;
-  std::printf("[%d] %s: %s failed. \n %s\n", line, function, condition, file);
-  errno = saved;
+  const LineOutput output;
+  if (output.IsReady()) std::printf("[%d] %s: %s failed. \n %s\n", line, function, condition, file);
   return false;
 }
 
 [[gnu::cold]] inline bool ReportFailure(int line, const char* function, const char* condition,
                                         const char* reason, const char* file) {
-  const int saved = errno;
-  std::printf("[%d] %s: %s failed. (%s) \n %s\n", line, function, condition, reason, file);
-  errno = saved;
+  const LineOutput output;
+  if (output.IsReady())
+    std::printf("[%d] %s: %s failed. (%s) \n %s\n", line, function, condition, reason, file);
   return false;
 }
 

@@ -160,8 +160,10 @@ int SSDP::Task() {
     if (m_announce != 0) {
       int32_t timeout = 0;
       if (!ReadNotifyTimeout(timeout)) {
-        std::printf("[%d] %s: GetConfig() failed for SSDP_CONFIG_NOTIFY_TIMEOUT \n %s\n", __LINE__,
-                    __func__, __FILE__);
+        const LineOutput output;
+        if (output.IsReady())
+          std::printf("[%d] %s: GetConfig() failed for SSDP_CONFIG_NOTIFY_TIMEOUT \n %s\n",
+                      __LINE__, __func__, __FILE__);
       } else if (timeout > 0 && now.tv_sec - last_announce.tv_sec >= timeout) {
         SSDP_CHECK_REASON(Announce() == SSDP_SUCCESS, "Unable to send NOTIFY Query");
         gettimeofday(&last_announce, nullptr);  // failed or not: no retry before the next period

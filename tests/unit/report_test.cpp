@@ -1,9 +1,16 @@
 // SPDX-License-Identifier: MIT
 #include "report.h"
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <future>
+#include <thread>
 
 #include "output.h"
+#include "seam.h"
 
 namespace libSSDP {
 namespace {
@@ -37,6 +44,162 @@ TEST(FailureLine, KeepsErrno) {
   });
   EXPECT_EQ(after, EBUSY);
   EXPECT_EQ(after_reason, EBUSY);
+}
+
+// Standard output as the test needs it, and as it was afterwards.
+class OutputThatTakesNothing : public testing::Test {
+ protected:
+  OutputThatTakesNothing() {
+    std::fflush(stdout);
+    EXPECT_EQ(pipe2(m_pipe, O_CLOEXEC), 0);
+  }
+  ~OutputThatTakesNothing() override {
+    seam::Reset();
+    dup2(m_saved, STDOUT_FILENO);
+    for (const int fd : {m_saved, m_pipe[0], m_pipe[1]}) close(fd);
+  }
+
+  void FillPipe() {
+    fcntl(m_pipe[1], F_SETFL, O_NONBLOCK);
+    while (write(m_pipe[1], "full", 4) > 0) {
+    }
+    fcntl(m_pipe[1], F_SETFL, 0);
+    dup2(m_pipe[1], STDOUT_FILENO);
+  }
+
+  // Fails when the line blocks.
+  void ReportAndFlush() {
+    auto reported = std::async(std::launch::async, [] {
+      ReportFailure(1, "f", "c", "x");
+      std::fflush(stdout);
+    });
+    const bool returned = reported.wait_for(std::chrono::seconds(20)) == std::future_status::ready;
+    EXPECT_TRUE(returned);
+    if (!returned) ReadPipe();  // lets it go
+  }
+
+  std::string ReadPipe() {
+    fcntl(m_pipe[0], F_SETFL, O_NONBLOCK);
+    std::string text;
+    char bytes[4096];
+    for (ssize_t got; (got = read(m_pipe[0], bytes, sizeof(bytes))) > 0;)
+      text.append(bytes, static_cast<size_t>(got));
+    return text;
+  }
+
+  const int m_saved = dup(STDOUT_FILENO);
+  int m_pipe[2];
+};
+
+TEST_F(OutputThatTakesNothing, DropsTheLineWhenThePipeIsFull) {
+  FillPipe();
+  ReportAndFlush();
+  EXPECT_THAT(ReadPipe(), testing::Not(testing::HasSubstr("failed")));
+}
+
+TEST_F(OutputThatTakesNothing, DropsTheLineWhenNobodyReadsThePipe) {
+  struct sigaction seen = {}, before = {};
+  static std::atomic<int> signals;
+  signals = 0;
+  seen.sa_handler = [](int) { ++signals; };
+  sigaction(SIGPIPE, &seen, &before);
+  dup2(m_pipe[1], STDOUT_FILENO);
+  close(m_pipe[0]);
+  ReportAndFlush();
+  sigaction(SIGPIPE, &before, nullptr);
+  m_pipe[0] = -1;
+  EXPECT_EQ(signals, 0);
+}
+
+TEST_F(OutputThatTakesNothing, DropsTheLineWhenTheDescriptorIsClosed) {
+  close(STDOUT_FILENO);
+  ReportAndFlush();
+  dup2(m_saved, STDOUT_FILENO);
+  EXPECT_EQ(std::fflush(stdout), 0);
+  EXPECT_FALSE(std::ferror(stdout));
+}
+
+TEST_F(OutputThatTakesNothing, GoesOnAfterADeviceThatIsFull) {
+  const int full = open("/dev/full", O_WRONLY | O_CLOEXEC);
+  dup2(full, STDOUT_FILENO);
+  close(full);
+  ReportAndFlush();
+  std::clearerr(stdout);
+}
+
+// A thread that has locked standard output, until it is told to let go.
+class LockHolder {
+ public:
+  LockHolder() {
+    std::promise<void> locked;
+    m_thread = std::thread([&locked, this] {
+      flockfile(stdout);
+      locked.set_value();
+      m_release.get_future().wait();
+      funlockfile(stdout);
+    });
+    locked.get_future().wait();
+  }
+  void Release() {
+    m_release.set_value();
+    m_thread.join();
+  }
+
+ private:
+  std::promise<void> m_release;
+  std::thread m_thread;
+};
+
+TEST_F(OutputThatTakesNothing, DropsTheLineWhenAThreadHangsWithTheLock) {
+  int pauses = 0;
+  seam::calls.usleep = [&](useconds_t microseconds) {
+    EXPECT_EQ(microseconds, 1000u);
+    ++pauses;
+    return 0;
+  };
+  dup2(m_pipe[1], STDOUT_FILENO);
+  LockHolder holder;
+  const bool result = ReportFailure(1, "f", "c", "x");
+  holder.Release();
+  std::fflush(stdout);
+  EXPECT_FALSE(result);
+  EXPECT_EQ(pauses, 10);
+  EXPECT_EQ(ReadPipe(), "");
+}
+
+TEST_F(OutputThatTakesNothing, WaitsForAThreadThatIsJustPrinting) {
+  dup2(m_pipe[1], STDOUT_FILENO);
+  LockHolder holder;
+  seam::calls.usleep = [&](useconds_t) {
+    holder.Release();
+    return 0;
+  };
+  ReportFailure(1, "f", "c", "x");
+  std::fflush(stdout);
+  EXPECT_EQ(ReadPipe(), "[1] f: c failed. \n x\n");
+}
+
+TEST_F(OutputThatTakesNothing, LetsGoOfTheLock) {
+  FillPipe();
+  ReportFailure(1, "f", "c", "x");
+  int locked = -1;
+  std::thread([&] {
+    locked = ftrylockfile(stdout);
+    if (locked == 0) funlockfile(stdout);
+  }).join();
+  EXPECT_EQ(locked, 0);
+}
+
+TEST(FailureLine, IsPrintedIntoAStreamInMemory) {
+  char* text = nullptr;
+  size_t length = 0;
+  std::FILE* const memory = open_memstream(&text, &length);
+  std::FILE* const before = std::exchange(stdout, memory);
+  ReportFailure(1, "f", "c", "x");
+  stdout = before;
+  std::fclose(memory);
+  EXPECT_STREQ(text, "[1] f: c failed. \n x\n");
+  std::free(text);
 }
 
 TEST(Check, IsTrueAndSilentWhenItsConditionHolds) {
