@@ -22,15 +22,23 @@ SSDP::SSDP(int announce)
       m_handler(new SSDPHandler(&SSDP::Callback, m_ssdpstore, this)),
       m_announce(announce),
       m_callback(nullptr),
-      m_context(nullptr) {}
+      m_context(nullptr),
+      m_process(0) {}
 
 SSDP::~SSDP() {
+  if (!IsInOwnProcess()) return;
   delete m_listener;
   delete m_handler;
   delete m_ssdpstore;
 }
 
+bool SSDP::IsInOwnProcess() const {
+  return m_process == 0 || m_process == getpid();
+}
+
 SSDP_STATUS SSDP::Init() {
+  if (!SSDP_CHECK(IsInOwnProcess())) return SSDP_FAILURE;
+  m_process = getpid();
   ReplaceSpentWorkers();
   if (!SSDP_CHECK(m_ssdpstore->Init() == SSDP_SUCCESS)) return SSDP_FAILURE;
   if (!SSDP_CHECK(m_listener->Init() == SSDP_SUCCESS)) return SSDP_FAILURE;
@@ -40,6 +48,8 @@ SSDP_STATUS SSDP::Init() {
 }
 
 void SSDP::ReplaceSpentWorkers() {
+  if (m_listener->RunsWithoutSocket()) m_listener->DeInit();
+  if (m_handler->RunsWithoutSocket()) m_handler->DeInit();
   if (m_listener->IsSpent()) {
     delete std::exchange(m_listener, new SSDPListener(&SSDP::Callback, m_ssdpstore, this));
   }
@@ -54,6 +64,7 @@ void SSDP::ReplaceSpentWorkers() {
 }
 
 SSDP_STATUS SSDP::DeInit() {
+  if (!SSDP_CHECK(IsInOwnProcess())) return SSDP_FAILURE;
   if (!SSDP_CHECK(m_handler->AnnounceNetwork("ssdp:byebye", this) == SSDP_SUCCESS))
     return SSDP_FAILURE;
   if (!SSDP_CHECK(m_listener->DeInit() == SSDP_SUCCESS)) return SSDP_FAILURE;
@@ -62,6 +73,7 @@ SSDP_STATUS SSDP::DeInit() {
   if (!SSDP_CHECK(Stop() == SSDP_SUCCESS)) return SSDP_FAILURE;
   if (!SSDP_CHECK(Join() == SSDP_SUCCESS)) return SSDP_FAILURE;
   ClearDevices();
+  m_process = 0;
   return SSDP_SUCCESS;
 }
 
@@ -72,33 +84,39 @@ void SSDP::ClearDevices() {
 }
 
 SSDP_STATUS SSDP::SetConfig(const std::string& name, const SSDPConfig& config) {
+  if (!SSDP_CHECK(IsInOwnProcess())) return SSDP_FAILURE;
   if (!SSDP_CHECK(m_ssdpstore->SetConfig(name, config) == SSDP_SUCCESS)) return SSDP_FAILURE;
   return SSDP_SUCCESS;
 }
 
 SSDP_STATUS SSDP::GetConfig(const std::string& name, SSDPConfig& config) {
+  if (!SSDP_CHECK(IsInOwnProcess())) return SSDP_FAILURE;
   if (!SSDP_CHECK(m_ssdpstore->GetConfig(name, config) == SSDP_SUCCESS)) return SSDP_FAILURE;
   return SSDP_SUCCESS;
 }
 
 SSDP_STATUS SSDP::SetCallback(SSDPCallback callback, void* context) {
+  if (!SSDP_CHECK(IsInOwnProcess())) return SSDP_FAILURE;
   m_callback = callback;
   m_context = context;
   return SSDP_SUCCESS;
 }
 
 SSDP_STATUS SSDP::Announce() {
+  if (!SSDP_CHECK(IsInOwnProcess())) return SSDP_FAILURE;
   if (!SSDP_CHECK(m_handler->AnnounceNetwork("ssdp:alive", this) == SSDP_SUCCESS))
     return SSDP_FAILURE;
   return SSDP_SUCCESS;
 }
 
 SSDP_STATUS SSDP::Search() {
+  if (!SSDP_CHECK(IsInOwnProcess())) return SSDP_FAILURE;
   if (!SSDP_CHECK(m_handler->SearchNetwork(this) == SSDP_SUCCESS)) return SSDP_FAILURE;
   return SSDP_SUCCESS;
 }
 
 SSDP_STATUS SSDP::GetDevices(std::map<std::string, DeviceInfo*>& devices) {
+  if (!SSDP_CHECK(IsInOwnProcess())) return SSDP_FAILURE;
   const ScopedLock lock(m_device_mutex);
   devices.insert(m_devices.begin(), m_devices.end());
   return SSDP_SUCCESS;

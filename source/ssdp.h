@@ -2,6 +2,9 @@
 #ifndef LIBSSDP_SOURCE_SSDP_H
 #define LIBSSDP_SOURCE_SSDP_H
 
+#include <sys/types.h>
+
+#include <atomic>
 #include <cstdint>
 #include <ctime>
 #include <map>
@@ -23,6 +26,9 @@ namespace libSSDP {
 // from there), and those of the listener and the handler (Callback). m_device_mutex is the only
 // lock; it is held while the host's callback runs. m_callback and m_context have none: the host
 // sets them before Init.
+//
+// A forked child has the parent's sockets and none of its threads, and a lock may have been held at
+// the fork. There every operation of a service that the parent runs fails and touches nothing.
 class SSDP : public SSDPDevice, public WorkerThread {
  public:
   explicit SSDP(int announce);  // non-zero: announce periodically
@@ -31,7 +37,9 @@ class SSDP : public SSDPDevice, public WorkerThread {
   ~SSDP() override;
 
   // Store, listener, handler, own thread, stopping at the first failure with what was started
-  // running on. After a DeInit it first makes a new listener and handler, for they serve once.
+  // running on. After a DeInit it first makes a new listener and handler, for they serve once. It
+  // also replaces a worker that runs without a socket: without one no byebye leaves, so that no
+  // DeInit would ever succeed.
   SSDP_STATUS Init();
 
   // Byebye, listener, handler, store, own thread, table, stopping at the first failure.
@@ -53,6 +61,8 @@ class SSDP : public SSDPDevice, public WorkerThread {
   int Task() override;
 
  private:
+  // False in a child of the process that runs the service.
+  bool IsInOwnProcess() const;
   void ReplaceSpentWorkers();
   void DeviceAlive(DeviceInfo& device) EXCLUDES(m_device_mutex);
   void DeviceGone(DeviceInfo& device) EXCLUDES(m_device_mutex);
@@ -68,7 +78,8 @@ class SSDP : public SSDPDevice, public WorkerThread {
   std::map<std::string, DeviceInfo*> m_devices GUARDED_BY(m_device_mutex);
   int32_t m_announce;
   SSDPCallback m_callback;
-  void* m_context;  // the host's, handed back
+  void* m_context;               // the host's, handed back
+  std::atomic<pid_t> m_process;  // that runs the service: from Init to the end of DeInit, else 0
 };
 
 }  // namespace libSSDP

@@ -66,6 +66,9 @@ class SSDPBase : public WorkerThread {
   // may go.
   bool IsSpent() const { return m_closed && !HasThread(); }
 
+  // Whether this worker was started although no socket could be made for it.
+  bool RunsWithoutSocket() const { return m_handle < 0 && HasThread(); }
+
  protected:
   // Writes the IPv4 address of the interface named `name`, if `interfaces` has one, to m_local_ip.
   void RecordLocalAddress(const InterfaceList& interfaces, const std::string& name);

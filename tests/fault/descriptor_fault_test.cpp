@@ -1,0 +1,54 @@
+// SPDX-License-Identifier: MIT
+// Descriptors that are short while the service is made, and there again later.
+#include <cerrno>
+
+#include "fault.h"
+
+namespace fault {
+namespace {
+
+using namespace libSSDP;
+
+TEST_F(FaultTest, ASecondInitializeMakesTheSocketsThatWereMissing) {
+  Hurry();
+  Fault fault;
+  seam::calls.socket = [&](int domain, int type, int protocol) {
+    return Fails(fault, EMFILE) ? -1 : seam::real.socket(domain, type, protocol);
+  };
+  Host host(true);
+  ASSERT_EQ(Initialize(), SSDP_SUCCESS);
+  EXPECT_EQ(Announce(), SSDP_FAILURE);
+  EXPECT_EQ(Uninitialize(), SSDP_FAILURE);
+  EXPECT_EQ(fault.Failures(), 2);
+
+  EXPECT_EQ(Initialize(), SSDP_SUCCESS);  // still short
+  EXPECT_EQ(fault.Failures(), 4);
+  EXPECT_EQ(Announce(), SSDP_FAILURE);
+  EXPECT_EQ(Threads(), m_threads + 3);
+
+  fault.End();
+  EXPECT_EQ(Initialize(), SSDP_SUCCESS);
+  EXPECT_EQ(OpenDescriptors(), m_descriptors + 2);
+  EXPECT_TRUE(host.Works());
+  EXPECT_EQ(Initialize(), SSDP_SUCCESS);
+  EXPECT_EQ(fault.Calls(), 6) << "a worker that has a socket was replaced";
+  EXPECT_EQ(Uninitialize(), SSDP_SUCCESS);
+}
+
+TEST_F(FaultTest, ASecondInitializeReplacesOnlyTheWorkerWithoutASocket) {
+  Hurry();
+  int calls = 0;
+  seam::calls.socket = [&](int domain, int type, int protocol) {
+    return ++calls == 2 ? (errno = EMFILE, -1) : seam::real.socket(domain, type, protocol);
+  };
+  Host host;
+  ASSERT_EQ(Initialize(), SSDP_SUCCESS);
+  EXPECT_EQ(Uninitialize(), SSDP_FAILURE);
+  EXPECT_EQ(Initialize(), SSDP_SUCCESS);
+  EXPECT_EQ(calls, 3);
+  EXPECT_TRUE(host.Works());
+  EXPECT_EQ(Uninitialize(), SSDP_SUCCESS);
+}
+
+}  // namespace
+}  // namespace fault
