@@ -20,6 +20,7 @@ SSDP::SSDP(int announce)
     : m_ssdpstore(new SSDPStorage()),
       m_listener(new SSDPListener(&SSDP::Callback, m_ssdpstore, this)),
       m_handler(new SSDPHandler(&SSDP::Callback, m_ssdpstore, this)),
+      m_earliest_expiry(std::numeric_limits<int32_t>::max()),
       m_announce(announce),
       m_callback(nullptr),
       m_context(nullptr),
@@ -139,6 +140,7 @@ void SSDP::Callback(void* context, DeviceInfo* device, bool alive, bool searched
 void SSDP::DeviceAlive(DeviceInfo& device) {
   const ScopedLock lock(m_device_mutex);
   unsigned int event = 0;
+  m_earliest_expiry = std::min(m_earliest_expiry, device.m_expiry);
   // One walk of the map finds the record, or the place for a new one.
   auto entry = m_devices.lower_bound(device.m_uuid);
   const bool listed = entry != m_devices.end() && entry->first == device.m_uuid;
@@ -213,14 +215,17 @@ void SSDP::Sweep(time_t now) {
   // 2038 on that is every record.
   const int64_t limit = std::min<int64_t>(now, std::numeric_limits<int32_t>::max());
   const ScopedLock lock(m_device_mutex);
+  if (m_earliest_expiry >= limit) return;
+  m_earliest_expiry = std::numeric_limits<int32_t>::max();
   for (auto entry = m_devices.begin(); entry != m_devices.end();) {
     const DeviceInfo* device = entry->second;
     if (device != nullptr && device->m_expiry < limit) {
       delete device;
       entry = m_devices.erase(entry);
-    } else {
-      ++entry;
+      continue;
     }
+    if (device != nullptr) m_earliest_expiry = std::min(m_earliest_expiry, device->m_expiry);
+    ++entry;
   }
 }
 

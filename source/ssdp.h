@@ -76,6 +76,8 @@ class SSDP : public SSDPDevice, public WorkerThread {
   Mutex m_device_mutex;
   // The device table: owns its records, each under its own UUID. A null entry counts as absent.
   std::map<std::string, DeviceInfo*> m_devices GUARDED_BY(m_device_mutex);
+  // No record expires before this: spares most sweeps the walk, which keeps a large table locked.
+  int32_t m_earliest_expiry GUARDED_BY(m_device_mutex);
   int32_t m_announce;
   SSDPCallback m_callback;
   void* m_context;               // the host's, handed back

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <future>
 #include <thread>
@@ -208,11 +209,33 @@ TEST_F(Table, KnowsAPeerWhoseRecordTheApplicationWroteTo) {
   EXPECT_EQ(Devices().count("b"), 0u);
 }
 
+TEST_F(Table, ExpiresWhateverTheOrderInWhichTheExpiriesCame) {
+  std::vector<int32_t> expiries = {10, 20, 30};
+  do {
+    for (const int32_t expiry : expiries) {
+      DeviceInfo device = Device(std::to_string(expiry), "10.0.0.1", "ok", expiry);
+      Report(device, true);
+    }
+    for (const auto& [now, left] :
+         std::vector<std::pair<time_t, size_t>>{{10, 3}, {11, 2}, {5, 2}, {20, 2}, {30, 1}}) {
+      m_ssdp.Sweep(now);
+      EXPECT_THAT(Devices(), SizeIs(left)) << now;
+    }
+    DeviceInfo last = Device("30", "10.0.0.1", "ok", 25);  // a refresh that ends earlier
+    Report(last, true);
+    m_ssdp.Sweep(26);
+    EXPECT_THAT(Devices(), IsEmpty());
+  } while (std::next_permutation(expiries.begin(), expiries.end()));
+}
+
 TEST_F(Table, CountsANullEntryAsAbsent) {
   m_ssdp.m_devices["a"] = nullptr;
   m_ssdp.m_devices["b"] = nullptr;
   m_ssdp.m_devices["c"] = nullptr;
-  m_ssdp.Sweep(m_system.now.tv_sec);
+  DeviceInfo expired = Device("d");
+  Report(expired, true);
+  m_ssdp.Sweep(m_system.now.tv_sec);  // walks, for one has expired
+  EXPECT_EQ(Devices().count("d"), 0u);
   DeviceInfo device = Device("a"), leaving = Device("b");
   const Event event = Report(device, true);
   EXPECT_EQ(event.value, 1u);
