@@ -49,7 +49,16 @@ struct Datagram {
   sockaddr_in from;
 };
 
-void StartLibrary(Gate& gate) {
+void OnDeviceInCrowd(const libSSDP::DeviceInfo*, libSSDP::DeviceInfo* device, unsigned int event,
+                     void* context) {
+  auto* gate = static_cast<Gate*>(context);
+  if (device == nullptr) return;
+  if (device->m_uuid == kGateUuid) gate->Pass();
+  if (device->m_uuid == kRefreshedUuid && event == 0)
+    gate->m_received.fetch_add(1, std::memory_order_relaxed);
+}
+
+void StartLibrary(Gate& gate, libSSDP::SSDPCallback callback) {
   libSSDP::CreateSSDP(false);
   libSSDP::SetDomainName(kDomain);
   libSSDP::SetDeviceType(kType);
@@ -59,7 +68,7 @@ void StartLibrary(Gate& gate) {
   libSSDP::SetStatus(kStatus);
   libSSDP::SetNotifyTimeOut(1800);
   libSSDP::SetMSearchTimeOut(3);
-  libSSDP::SetCallback(OnDevice, &gate);
+  libSSDP::SetCallback(callback, &gate);
   if (libSSDP::Initialize() != libSSDP::SSDP_SUCCESS) std::exit(1);
 }
 
@@ -165,13 +174,18 @@ void FixedLoop(Gate& gate) {
 }
 
 void LibraryHost(Gate& gate) {
-  StartLibrary(gate);
+  StartLibrary(gate, OnDevice);
   libSSDP::Search();
   for (;;) pause();
 }
 
+void CrowdedHost(Gate& gate) {
+  StartLibrary(gate, OnDeviceInCrowd);
+  for (;;) pause();
+}
+
 void AnnouncingHost(Gate& gate) {
-  StartLibrary(gate);
+  StartLibrary(gate, OnDevice);
   gate.Await();  // its own listener
   const int socket = ::socket(AF_INET, SOCK_DGRAM, 0);
   const sockaddr_in group = GroupAddress();

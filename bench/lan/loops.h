@@ -10,6 +10,7 @@
 namespace bench {
 
 constexpr const char* kGateUuid = "gate";
+constexpr const char* kRefreshedUuid = "peer";
 
 // Receives on the group and does nothing.
 void BareLoop(Gate& gate);
@@ -27,6 +28,9 @@ void BareReplyLoop(Gate& gate);
 // A host of the library. It searches once, so that the load generator learns where its search
 // replies go to.
 void LibraryHost(Gate& gate);
+
+// A host of the library that counts in m_received the refreshes of one known peer, kRefreshedUuid.
+void CrowdedHost(Gate& gate);
 
 // A host whose listener stands at the gate: its main thread announces, and sends the same bytes
 // without the library, in turn. m_result is the quotient of their CPU times.

@@ -13,6 +13,13 @@ std::string Uuid(int peer) {
   return text;
 }
 
+std::string UuidOfOneMaker(int peer) {
+  char text[64];
+  std::snprintf(text, sizeof(text), "4d696e69-444c-164e-9d41-0050%08x",
+                static_cast<unsigned int>(peer) * 2654435761u);
+  return text;
+}
+
 std::string Notify(const std::string& target, const std::string& uuid) {
   return "NOTIFY * HTTP/1.1\r\n"
          "Host: 239.255.255.250:1900\r\n"

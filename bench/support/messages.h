@@ -17,6 +17,9 @@ constexpr const char* kStatus = "ready";
 // The 36 characters of a peer's UUID.
 std::string Uuid(int peer);
 
+// The same of one maker's devices: the first 24 characters are those of every other.
+std::string UuidOfOneMaker(int peer);
+
 std::string Notify(const std::string& target, const std::string& uuid);
 std::string SearchReply(const std::string& target, const std::string& uuid);
 std::string MSearch(const std::string& target);
