@@ -9,8 +9,7 @@
 #include "libssdp.h"
 
 // Text only: bytes and "now" in, values out. Nothing here knows sockets, locks or clocks. Messages
-// end in a NUL, and a view of one holds all that comes before it. They are searched whole, never
-// line by line, case-sensitively and for the first occurrence.
+// are searched whole, never line by line, case-sensitively and for the first occurrence.
 namespace libSSDP {
 
 // Inserts `value` right behind the first `marker` in `text`, searching from its start. A text
@@ -26,11 +25,11 @@ bool ContainsHeader(std::string_view message, std::string_view header, std::stri
 
 // Like atoi (white space, a sign, digits up to the first other byte; 0 when there are none), but a
 // number beyond int's range is int's nearest limit.
-int ReadNumber(const char* text);
+int ReadNumber(std::string_view text);
 
 // The longest delay in milliseconds that an M-SEARCH grants its answers: the size of its
 // MX × 1000, whatever its sign. 0 when it has no "MX: " or one that reads as 0.
-int64_t ReadDelayBound(const char* msearch);
+int64_t ReadDelayBound(std::string_view msearch);
 
 // What becomes of a message whose text behind "Status: " is too short to end in a blank line.
 enum class ShortStatus { kReadAsEmpty, kReject };

@@ -94,6 +94,13 @@ TEST(ReadNumber, ReadsNoDigitsAsZero) {
   }
 }
 
+TEST(ReadNumber, EndsWhereItsTextEnds) {
+  EXPECT_EQ(ReadNumber(std::string_view("1234", 2)), 12);
+  EXPECT_EQ(ReadNumber(std::string_view("-5", 1)), 0);
+  EXPECT_EQ(ReadNumber(std::string_view("  5", 2)), 0);
+  EXPECT_EQ(ReadNumber(std::string_view()), 0);
+}
+
 TEST(ReadNumber, SaturatesAtTheLimitsOfInt) {
   EXPECT_EQ(ReadNumber("2147483647"), kMost);
   EXPECT_EQ(ReadNumber("2147483648"), kMost);
@@ -183,6 +190,16 @@ TEST(ReadDevice, RejectsOrReadsAsEmptyAStatusThatIsTooShort) {
     DeviceInfo device;
     EXPECT_FALSE(ReadDevice(message.c_str(), 0, ShortStatus::kReject, device)) << ending;
   }
+}
+
+TEST(ReadDevice, ReadsNothingBehindTheEndOfTheMessage) {
+  const std::string text =
+      "Cache-Control: max-age=12\r\nStatus: ready\r\n\r\nUSN: uuid:12345678:and more";
+  const std::string_view whole = text;
+  DeviceInfo device;
+  EXPECT_TRUE(ReadDevice(whole, 0, ShortStatus::kReject, device));
+  for (size_t length = 0; length < text.find(":and more") + 1; ++length)
+    EXPECT_FALSE(ReadDevice(whole.substr(0, length), 0, ShortStatus::kReject, device)) << length;
 }
 
 TEST(ReadDevice, EndsTheUuidBeforeTheNextColon) {
