@@ -2,12 +2,6 @@
 #ifndef LIBSSDP_SOURCE_REPORT_H
 #define LIBSSDP_SOURCE_REPORT_H
 
-#include <poll.h>
-#include <unistd.h>
-
-#include <cerrno>
-#include <cstdio>
-
 // The failure line, the library's only log: standard output, one printf a line, so that lines of
 // several threads don't mix. The file is relative to the source tree, wherever it was built.
 //
@@ -33,52 +27,23 @@ namespace libSSDP {
 // dropped then. Keeps errno, so that a caller can still look at the failed call's own.
 class LineOutput {
  public:
-  LineOutput() : m_errno(errno), m_locked(Lock()), m_ready(m_locked && IsWritable()) {}
-  ~LineOutput() {
-    if (m_locked) funlockfile(stdout);
-    errno = m_errno;
-  }
+  LineOutput();
+  ~LineOutput();
   LineOutput(const LineOutput&) = delete;
   LineOutput& operator=(const LineOutput&) = delete;
 
   bool IsReady() const { return m_ready; }
 
  private:
-  // A thread that is just printing gets 10 ms to let go of the lock.
-  static bool Lock() {
-    for (int waited = 0; ftrylockfile(stdout) != 0; ++waited) {
-      if (waited == 10) return false;
-      usleep(1000);
-    }
-    return true;
-  }
-
-  // A pipe without a reader isn't writable: the line would raise SIGPIPE.
-  static bool IsWritable() {
-    struct pollfd output = {fileno(stdout), POLLOUT, 0};
-    if (output.fd < 0) return true;  // a stream in memory
-    return poll(&output, 1, 0) == 1 && output.revents == POLLOUT;
-  }
-
   const int m_errno;
   const bool m_locked;
   const bool m_ready;
 };
 
-[[gnu::cold]] inline bool ReportFailure(int line, const char* function, const char* condition,
-                                        const char* file) {
-  const LineOutput output;
-  if (output.IsReady()) std::printf("[%d] %s: %s failed. \n %s\n", line, function, condition, file);
-  return false;
-}
-
-[[gnu::cold]] inline bool ReportFailure(int line, const char* function, const char* condition,
-                                        const char* reason, const char* file) {
-  const LineOutput output;
-  if (output.IsReady())
-    std::printf("[%d] %s: %s failed. (%s) \n %s\n", line, function, condition, reason, file);
-  return false;
-}
+[[gnu::cold]] bool ReportFailure(int line, const char* function, const char* condition,
+                                 const char* file);
+[[gnu::cold]] bool ReportFailure(int line, const char* function, const char* condition,
+                                 const char* reason, const char* file);
 
 }  // namespace libSSDP
 
