@@ -16,6 +16,12 @@
 
 namespace libSSDP {
 
+namespace {
+
+constexpr int PERIOD_MS = 200;  // of Task's loop
+
+}  // namespace
+
 SSDP::SSDP(int announce)
     : m_ssdpstore(new SSDPStorage()),
       m_listener(new SSDPListener(&SSDP::Callback, m_ssdpstore, this)),
@@ -190,9 +196,11 @@ int SSDP::Task() {
       }
     }
     Sweep(now.tv_sec);
-    // Where a sandbox refuses that pause at every call, another one keeps the loop from spinning.
-    // NOLINTNEXTLINE(concurrency-mt-unsafe): at worst the reason reads wrong.
-    if (!SSDP_CHECK_REASON((usleep(200000) >= 0), std::strerror(errno))) poll(nullptr, 0, 200);
+    if (usleep(PERIOD_MS * 1000) < 0) {
+      // NOLINTNEXTLINE(concurrency-mt-unsafe): at worst the reason reads wrong.
+      ReportFailure(__LINE__, __func__, "(usleep(200000) >= 0)", std::strerror(errno), __FILE__);
+      poll(nullptr, 0, PERIOD_MS);  // a sandbox that refuses usleep shall not make the loop spin
+    }
   }
   return SSDP_SUCCESS;
 }

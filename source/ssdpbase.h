@@ -10,16 +10,22 @@
 #include <netinet/in.h>
 
 #include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
 #include <string>
 
 #include "worker.h"
 
 namespace libSSDP {
 
+constexpr uint16_t SSDP_PORT = 1900;        // UPnP Device Architecture 1.1, 1.2.2
+constexpr size_t SSDP_DATAGRAM_SIZE = 512;  // what a receiver reads of a datagram
+
 // One received datagram as text. It ends at the first NUL or after the bytes received, whichever
 // comes first; a longer datagram is cut to what fits.
 struct Datagram {
-  char text[512 + 1];  // a whole 512 bytes and a terminator
+  char text[SSDP_DATAGRAM_SIZE + 1];  // and a terminator
   struct sockaddr_in from;
 };
 
@@ -77,9 +83,8 @@ class SSDPBase : public WorkerThread {
   // that a loop over a broken socket doesn't burn a core.
   void Receive(Datagram& datagram);
 
-  // Sends one datagram, on any thread, and returns the bytes that left. A failure counts as a
-  // length that no message has.
-  size_t Send(const std::string& message, const struct sockaddr_in& to);
+  // Sends one datagram, on any thread. Returns the number of bytes sent; nothing on failure.
+  std::optional<size_t> Send(const std::string& message, const struct sockaddr_in& to);
 
   const EngineCallback m_engine_callback;
   void* const m_engine_context;  // not owned
@@ -104,10 +109,6 @@ int OpenSocket();
 
 // Sleeps, as long as the system allows sleeping in any way.
 void Pause(int milliseconds);
-
-// Makes `kept` the same as `right`. Where it is so already, nothing is written: a read right behind
-// the write would wait for it.
-void PutRight(std::string& kept, const std::string& right);
 
 // The address's dotted text.
 std::string AddressText(const struct sockaddr_in& address);

@@ -15,7 +15,7 @@ namespace libSSDP {
 SSDPHandler::SSDPHandler(EngineCallback callback, SSDPStorage* store, void* context)
     : SSDPBase(callback, context), m_ssdpstore(store) {
   m_group_addr.sin_family = AF_INET;
-  m_group_addr.sin_port = htons(1900);
+  m_group_addr.sin_port = htons(SSDP_PORT);
   m_group_addr.sin_addr.s_addr = inet_addr(SSDP_GROUP.c_str());
 
   m_handle = OpenSocket();
@@ -70,7 +70,7 @@ SSDP_STATUS SSDPHandler::AnnounceNetwork(std::string nts, SSDP*) try {
     return SSDP_FAILURE;
   InsertAfter(config.m_notify_header, "USN: uuid:", uuidconfig.m_uuid);
 
-  const size_t bytes = Send(config.m_notify_header, m_group_addr);
+  const std::optional<size_t> bytes = Send(config.m_notify_header, m_group_addr);
   if (!SSDP_CHECK(bytes == config.m_notify_header.length())) return SSDP_FAILURE;
   return SSDP_SUCCESS;
 } catch (const std::exception& error) {
@@ -88,7 +88,7 @@ SSDP_STATUS SSDPHandler::SearchNetwork(SSDP*) try {
   const std::string mx = std::to_string(msearchconfig.m_msearch_timeout);
   if (!SSDP_CHECK(InsertAfter(config.m_msearch_header, "MX: ", mx))) return SSDP_FAILURE;
 
-  const size_t bytes = Send(config.m_msearch_header, m_group_addr);
+  const std::optional<size_t> bytes = Send(config.m_msearch_header, m_group_addr);
   if (!SSDP_CHECK(bytes == config.m_msearch_header.length())) return SSDP_FAILURE;
   return SSDP_SUCCESS;
 } catch (const std::exception& error) {
@@ -102,11 +102,11 @@ int SSDPHandler::Task() {
   while (IsStarted()) {
     Receive(datagram);
     try {
-      SearchTargetConfig& sconfig = m_search_target;
-      PutRight(sconfig.m_name, SSDP_CONFIG_SEARCH_TARGET);
-      if (!SSDP_CHECK(m_ssdpstore->GetConfig(sconfig.m_name, sconfig) == SSDP_SUCCESS))
+      if (m_ssdpstore->GetConfig(SSDP_CONFIG_SEARCH_TARGET, m_search_target) != SSDP_SUCCESS) {
+        SSDP_REPORT("m_ssdpstore->GetConfig(sconfig.m_name, sconfig) == SSDP_SUCCESS");
         return SSDP_FAILURE;
-      ProcessResponse(datagram, sconfig.m_search_target);
+      }
+      ProcessResponse(datagram);
     } catch (const std::exception&) {
       // Memory ran out, or the host's callback let something through: this datagram is lost, not
       // the process.
@@ -116,9 +116,9 @@ int SSDPHandler::Task() {
 }
 
 // The search target is the only filter: neither the start line nor the sender is looked at.
-void SSDPHandler::ProcessResponse(const Datagram& datagram, const std::string& search_target) {
+void SSDPHandler::ProcessResponse(const Datagram& datagram) {
   const std::string_view text = datagram.text;  // measured once
-  if (!ContainsHeader(text, "ST: ", search_target)) return;
+  if (!ContainsHeader(text, "ST: ", m_search_target.m_search_target)) return;
 
   struct timeval now = {};
   gettimeofday(&now, nullptr);

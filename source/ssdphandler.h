@@ -36,10 +36,12 @@ class SSDPHandler : public SSDPBase {
   SSDP_STATUS SearchNetwork(SSDP* ssdp);
 
  private:
-  void ProcessResponse(const Datagram& datagram, const std::string& search_target);
+  void ProcessResponse(const Datagram& datagram);
 
-  SSDPStorage* m_ssdpstore;            // not owned
-  SearchTargetConfig m_search_target;  // Task's, both kept as the listener's
+  SSDPStorage* m_ssdpstore;  // not owned
+
+  // Used only by Task; members so that their strings' memory is reused, as in SSDPListener.
+  SearchTargetConfig m_search_target;
   DeviceInfo m_device;
 };
 

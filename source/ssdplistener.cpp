@@ -16,6 +16,8 @@ namespace libSSDP {
 
 namespace {
 
+constexpr int LONGEST_RESPONSE_MS = 1000;  // that a stop waits for
+
 // Local time as ctime writes it, line feed included.
 std::string DateText() {
   const time_t now = time(nullptr);
@@ -36,7 +38,7 @@ SSDPListener::SSDPListener(EngineCallback callback, SSDPStorage* store, void* co
 
   int reuse = 1;
   m_local_addr.sin_family = AF_INET;
-  m_local_addr.sin_port = htons(1900);
+  m_local_addr.sin_port = htons(SSDP_PORT);
   m_local_addr.sin_addr.s_addr = INADDR_ANY;
   struct ip_mreq group;
   group.imr_multiaddr.s_addr = inet_addr(SSDP_GROUP.c_str());
@@ -71,9 +73,8 @@ SSDP_STATUS SSDPListener::DeInit() {
     const ScopedLock lock(m_delay_mutex);
     m_stopping = true;
     m_delay_cond.Notify();
-    // The answer under way leaves in no time, unless the host's callback takes its own; then it is
-    // given up.
-    while (lock.IsHeld() && m_answering && m_delay_cond.Wait(1000) == 0) {
+    // A response under way leaves at once, unless the callback blocks: wait for a bounded time.
+    while (lock.IsHeld() && m_answering && m_delay_cond.Wait(LONGEST_RESPONSE_MS) == 0) {
     }
   }
   return SSDPBase::DeInit();
@@ -87,7 +88,7 @@ int SSDPListener::Task() {
     const std::string_view message = datagram.text;
     try {
       if (Contains(message, MSEARCH_START_LINE)) ProcessMSearch(datagram.text, datagram.from);
-      if (Contains(message, NOTIFY_START_LINE)) ProcessNotify(message, datagram.from);
+      if (Contains(message, NOTIFY_START_LINE)) ProcessNotify(datagram.text, datagram.from);
     } catch (const std::exception&) {
       // Memory ran out, or the host's callback let something through: this datagram is lost, not
       // the process.
@@ -105,10 +106,10 @@ class SSDPListener::Answering {
     const ScopedLock lock(m_listener.m_delay_mutex);
     if (m_listener.m_stopping) return;
     m_begun = m_listener.m_answering = true;
-    // Spread, not secrecy, is what counts, and this is our only thread that draws.
+    // rand() is enough: the delay need not be unpredictable, and no other library thread calls it.
     // NOLINTNEXTLINE(concurrency-mt-unsafe,cert-msc30-c,cert-msc50-cpp)
     const int delay = static_cast<int>(rand() % delay_bound);
-    // A wait needs its mutex: without, it would come back with it locked, and nobody to unlock it.
+    // Wait only with the mutex held: it returns with the mutex locked, whoever locked it.
     if (lock.IsHeld()) m_listener.m_delay_cond.Wait(delay);
   }
   ~Answering() {
@@ -127,13 +128,13 @@ class SSDPListener::Answering {
 };
 
 SSDP_STATUS SSDPListener::ProcessMSearch(const char* message, struct sockaddr_in from) {
-  SearchTargetConfig& sconfig = m_search_target;
-  PutRight(sconfig.m_name, SSDP_CONFIG_SEARCH_TARGET);
-  if (!SSDP_CHECK(m_ssdpstore->GetConfig(sconfig.m_name, sconfig) == SSDP_SUCCESS))
+  if (m_ssdpstore->GetConfig(SSDP_CONFIG_SEARCH_TARGET, m_search_target) != SSDP_SUCCESS) {
+    SSDP_REPORT("m_ssdpstore->GetConfig(sconfig.m_name, sconfig) == SSDP_SUCCESS");
     return SSDP_FAILURE;
-  if (!ContainsHeader(message, "ST: ", sconfig.m_search_target)) return SSDP_SUCCESS;
+  }
+  if (!ContainsHeader(message, "ST: ", m_search_target.m_search_target)) return SSDP_SUCCESS;
   const int64_t delay_bound = ReadDelayBound(message);
-  if (delay_bound == 0) return SSDP_SUCCESS;  // says no time to answer in: not a search
+  if (delay_bound == 0) return SSDP_SUCCESS;  // MX is missing or 0: ignore the search
 
   ResponseHeaderConfig rconfig;
   if (!SSDP_CHECK(m_ssdpstore->GetConfig(rconfig.m_name, rconfig) == SSDP_SUCCESS))
@@ -162,27 +163,24 @@ SSDP_STATUS SSDPListener::ProcessMSearch(const char* message, struct sockaddr_in
   const Answering answering(*this, delay_bound);
   if (!answering.HasBegun()) return SSDP_SUCCESS;
   m_engine_callback(m_engine_context, nullptr, false, true);
-  const size_t bytes = Send(rconfig.m_response_header, from);
+  const std::optional<size_t> bytes = Send(rconfig.m_response_header, from);
   if (!SSDP_CHECK(bytes == rconfig.m_response_header.length())) return SSDP_FAILURE;
   return SSDP_SUCCESS;
 }
 
 SSDP_STATUS SSDPListener::ProcessNotify(const char* message, struct sockaddr_in from) {
-  return ProcessNotify(std::string_view(message), from);
-}
-
-SSDP_STATUS SSDPListener::ProcessNotify(std::string_view message, const struct sockaddr_in& from) {
-  SearchTargetConfig& sconfig = m_search_target;
-  PutRight(sconfig.m_name, SSDP_CONFIG_SEARCH_TARGET);
-  if (!SSDP_CHECK(m_ssdpstore->GetConfig(sconfig.m_name, sconfig) == SSDP_SUCCESS))
+  const std::string_view text = message;
+  if (m_ssdpstore->GetConfig(SSDP_CONFIG_SEARCH_TARGET, m_search_target) != SSDP_SUCCESS) {
+    SSDP_REPORT("m_ssdpstore->GetConfig(sconfig.m_name, sconfig) == SSDP_SUCCESS");
     return SSDP_FAILURE;
-  if (!ContainsHeader(message, "NT: ", sconfig.m_search_target)) return SSDP_SUCCESS;
+  }
+  if (!ContainsHeader(text, "NT: ", m_search_target.m_search_target)) return SSDP_SUCCESS;
 
   struct timeval now = {};
   gettimeofday(&now, nullptr);
-  if (!ReadDevice(message, now.tv_sec, ShortStatus::kReject, m_device)) return SSDP_SUCCESS;
+  if (!ReadDevice(text, now.tv_sec, ShortStatus::kReject, m_device)) return SSDP_SUCCESS;
   m_device.m_address = AddressText(from);
-  m_engine_callback(m_engine_context, &m_device, Contains(message, "ssdp:alive"), false);
+  m_engine_callback(m_engine_context, &m_device, Contains(text, "ssdp:alive"), false);
   return SSDP_SUCCESS;
 }
 

@@ -2,8 +2,6 @@
 #ifndef LIBSSDP_SOURCE_SSDPLISTENER_H
 #define LIBSSDP_SOURCE_SSDPLISTENER_H
 
-#include <string_view>
-
 #include "mutex.h"
 #include "ssdpbase.h"
 #include "ssdpstorage.h"
@@ -36,16 +34,12 @@ class SSDPListener : public SSDPBase {
  private:
   class Answering;
 
-  // The same, of a text that has been measured.
-  SSDP_STATUS ProcessNotify(std::string_view message, const struct sockaddr_in& from);
-
   Mutex m_delay_mutex;
   ConditionVariable m_delay_cond;
   SSDPStorage* m_ssdpstore;  // not owned
 
-  // The listener's thread's, and filled afresh for every message. Kept between them for their
-  // strings' memory: to allocate it anew would be a third of what a message costs that isn't for
-  // us.
+  // Used only by the listener thread; members so that their strings' memory is reused: allocating
+  // it for each datagram costs 350 and 230 instructions.
   SearchTargetConfig m_search_target;
   DeviceInfo m_device;
 
