@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "stage.h"
 
+#include <poll.h>
 #include <signal.h>
 #include <sys/time.h>
 #include <unistd.h>
@@ -8,12 +9,14 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
+#include <cstdlib>
 #include <ctime>
 #include <nlohmann/json.hpp>
 #include <sstream>
 #include <stdexcept>
 #include <thread>
 #include <tuple>
+#include <utility>
 
 namespace {
 
@@ -21,9 +24,24 @@ using Clock = std::chrono::steady_clock;
 
 constexpr std::chrono::seconds kPatience(10);
 
-const char* Colour(const char* code) {
-  static const bool terminal = isatty(STDOUT_FILENO) == 1;
-  return terminal ? code : "";
+// By the custom of no-color.org; a dumb terminal would show the codes as text.
+bool WantColor() {
+  const char* no_color = std::getenv("NO_COLOR");
+  const char* terminal = std::getenv("TERM");
+  if (no_color != nullptr && *no_color != '\0') return false;
+  return isatty(STDOUT_FILENO) == 1 && terminal != nullptr && std::string(terminal) != "dumb";
+}
+
+const char* Color(const char* code) {
+  static const bool wanted = WantColor();
+  return wanted ? code : "";
+}
+
+// SIGPIPE, which would end us, is ignored for the programs that we talk to.
+void CheckReader() {
+  pollfd output = {STDOUT_FILENO, 0, 0};
+  if (poll(&output, 1, 0) > 0 && (output.revents & (POLLERR | POLLHUP | POLLNVAL)) != 0)
+    throw ReaderGone();
 }
 
 std::string TimeOfDay() {
@@ -54,7 +72,7 @@ void PrintCommand(const std::string& host, const std::vector<std::string>& argum
     }
     line += ' ' + word;
   }
-  std::printf("%s%s%s\n", Colour("\033[36m"), line.c_str(), Colour("\033[0m"));
+  std::printf("%s%s%s\n", Color("\033[36m"), line.c_str(), Color("\033[0m"));
   std::fflush(stdout);
 }
 
@@ -79,8 +97,8 @@ bool operator==(const Event& left, const Event& right) {
          std::tie(right.host, right.words, right.uuid, right.address, right.status);
 }
 
-// The cellar's lamp announces itself every second, for it shall be missed soon. The others do it
-// once and then every ten minutes, so that who starts later can find them by a search only.
+// The cellar's lamp announces itself every second, so that its death is noticed soon. The others do
+// so once and then every ten minutes: a lamp that starts later finds them by its search only.
 Stage::Stage() {
   const auto lamp = [this](const std::string& host, size_t number, const char* verb,
                            const char* timeout) {
@@ -96,7 +114,7 @@ Stage::Stage() {
 
 void Stage::Heading(const std::string& text) {
   TakeEvents();
-  std::printf("\n%s%s%s\n", Colour("\033[1m"), text.c_str(), Colour("\033[0m"));
+  std::printf("\n%s%s%s\n", Color("\033[1m"), text.c_str(), Color("\033[0m"));
   std::fflush(stdout);
   m_scene = m_events.size();
 }
@@ -109,6 +127,7 @@ void Stage::SwitchOn(const std::string& host) {
   lamp.program = m_lan[lamp.number].Start(command);
   lamp.taken = 0;
   lamp.started = false;
+  lamp.searching = lamp.command.front() == "watch";
   lamp.since = ++m_switched_on;
   if (!Await([&] { return lamp.started; }))
     throw std::runtime_error(host + "'s lamp doesn't start");
@@ -140,6 +159,7 @@ void Stage::Promise(bool kept, const std::string& promise) {
 bool Stage::Await(const std::function<bool()>& done) {
   const auto deadline = Clock::now() + kPatience;
   for (TakeEvents(); !done(); TakeEvents()) {
+    CheckReader();
     if (Clock::now() > deadline) return false;
     std::this_thread::sleep_for(std::chrono::milliseconds(20));
   }
@@ -179,7 +199,10 @@ void Stage::TakeNews(const std::string& kind, Event event) {
   Lamp& lamp = m_lamps.at(event.host);
   Event& before = lamp.seen[event.uuid];
   if (kind == "announced") event.words = "announces itself";
-  if (kind == "searched") event.words = "answers a search";
+  if (kind == "searched") {
+    if (std::exchange(lamp.searching, false)) return;  // it answers itself, which is no news
+    event.words = "answers a search";
+  }
   // One that was there first has announced nothing since.
   if (kind == "new")
     event.words = m_lamps.at(event.uuid.substr(5)).since < lamp.since ? "appears by search"
@@ -187,8 +210,8 @@ void Stage::TakeNews(const std::string& kind, Event event) {
   if (kind == "changed")
     event.words = event.address != before.address ? "address changes, was " + before.address
                                                   : "status changes, was " + before.status;
-  if (kind == "left") event.words = "says goodbye";
-  if (kind == "expired") event.words = "expires without a goodbye";
+  if (kind == "left") event.words = "sends a byebye";
+  if (kind == "expired") event.words = "expires without a byebye";
   before = event;
   if (event.words.empty())
     ++m_unchanged;
@@ -197,12 +220,12 @@ void Stage::TakeNews(const std::string& kind, Event event) {
 }
 
 void Stage::Show(const Event& event) {
-  const char* colour = "";
-  if (event.words.rfind("appears", 0) == 0) colour = Colour("\033[32m");
-  if (event.words.find("changes") != std::string::npos) colour = Colour("\033[33m");
-  if (event.words.find("goodbye") != std::string::npos) colour = Colour("\033[31m");
-  std::printf("%s  %-8s%s%-30s%s %-12s %-10s %s\n", TimeOfDay().c_str(), event.host.c_str(), colour,
-              event.words.c_str(), Colour("\033[0m"), event.uuid.c_str(), event.address.c_str(),
+  const char* color = "";
+  if (event.words.rfind("appears", 0) == 0) color = Color("\033[32m");
+  if (event.words.find("changes") != std::string::npos) color = Color("\033[33m");
+  if (event.words.find("byebye") != std::string::npos) color = Color("\033[31m");
+  std::printf("%s  %-8s%s%-30s%s %-12s %-10s %s\n", TimeOfDay().c_str(), event.host.c_str(), color,
+              event.words.c_str(), Color("\033[0m"), event.uuid.c_str(), event.address.c_str(),
               event.status.c_str());
   std::fflush(stdout);
   m_events.push_back(event);

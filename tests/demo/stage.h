@@ -22,6 +22,9 @@ struct Event {
 
 bool operator==(const Event& left, const Event& right);
 
+// Thrown when nobody reads standard output any more.
+struct ReaderGone {};
+
 // Three hosts with a lamp each, which is ssdp-peer. Whatever the lamps tell is printed as it comes;
 // what the demo promises is waited for and, when it doesn't come, noted as missing.
 class Stage {
@@ -55,6 +58,7 @@ class Stage {
     std::unique_ptr<support::Program> program;
     size_t taken = 0;  // how many of the program's lines have been looked at
     bool started = false;
+    bool searching = false;  // its own search, the first that it hears, is still to come
     std::string status;
     std::map<std::string, Event> seen;  // by UUID, the last that it told of each
   };
