@@ -4,13 +4,13 @@
 
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 
 static void OnDevice(const libSSDP::DeviceInfo*, libSSDP::DeviceInfo* device, unsigned int event,
                      void*) {
   if (event != libSSDP::SSDP_DEVICE_ADDED && event != libSSDP::SSDP_DEVICE_REMOVED) return;
   std::string uuid = device->m_uuid;
-  for (char& byte : uuid)  // any byte may have come: none but text shall reach the terminal
-    if (byte < ' ' || byte > '~') byte = '?';
+  for (char& byte : uuid) byte = byte < ' ' || byte > '~' ? '?' : byte;  // safe on a terminal
   const char* news = event == libSSDP::SSDP_DEVICE_ADDED ? "is here" : "has left";
   std::printf("%s %s: %s\n", uuid.c_str(), news, device->m_address.c_str());
   std::fflush(stdout);
@@ -19,14 +19,15 @@ static void OnDevice(const libSSDP::DeviceInfo*, libSSDP::DeviceInfo* device, un
 int main(int argc, char** argv) {
   sigset_t stop;  // blocked before the library's threads start, and waited for below
   sigemptyset(&stop);
-  sigaddset(&stop, SIGINT);
-  sigaddset(&stop, SIGTERM);
+  for (const int number : {SIGINT, SIGTERM}) sigaddset(&stop, number);
   sigprocmask(SIG_BLOCK, &stop, nullptr);
+  const std::string uuid = argc > 1 ? argv[1] : "lamp-1";  // a real device has one of its own
+  std::srand(static_cast<unsigned>(std::hash<std::string>()(uuid)));  // lamps answer at other times
   if (libSSDP::CreateSSDP(true) != libSSDP::SSDP_SUCCESS) return 1;
   libSSDP::SetDomainName("example-org");
   libSSDP::SetDeviceType("Lamp");
   libSSDP::SetVersionInfo("1");
-  libSSDP::SetUUID(argc > 1 ? argv[1] : "lamp-1");  // a real device has one of its own
+  libSSDP::SetUUID(uuid);
   libSSDP::SetStatus("on");
   libSSDP::SetNotifyTimeOut(30);
   libSSDP::SetMSearchTimeOut(1);
