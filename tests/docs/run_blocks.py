@@ -4,7 +4,7 @@
 
 Everything happens in a copy of the checkout, on a network of its own, with the library of BUILD
 installed in a scratch prefix and, where it was built, TOOL as ssdp-peer in the path. A block that
-is not run is told in a line that begins with SKIPPED.
+can't be run here is told in a line that begins with SKIPPED; one marked no-run, in another line.
 """
 import os
 import pathlib
@@ -69,9 +69,9 @@ class Reader:
     def run_commands(self, block):
         hidden, self.hidden, self.output = self.hidden, "", None
         if block.words:
-            return skip(block, block.words.partition(":")[2].strip())
+            return tell(block, "never run", block.words.partition(":")[2].strip())
         if not self.tool and "ssdp-peer" in block.text:
-            return skip(block, "ssdp-peer is not built here (-DLIBSSDP_BUILD_TOOLS=ON)")
+            return tell(block, "SKIPPED", "ssdp-peer is not built here (-DLIBSSDP_BUILD_TOOLS=ON)")
         if hidden:
             self.execute(["bash", "-ec", hidden])
         self.output = self.execute(["bash", "-ec", block.text])
@@ -123,8 +123,8 @@ class Reader:
         self.ran += 1
 
 
-def skip(block, reason):
-    print(f"SKIPPED, {sys.argv[3]} line {block.line}, commands not run: {reason}")
+def tell(block, what, reason):
+    print(f"{what}, {sys.argv[3]} line {block.line}: {reason}")
 
 
 def read_document(root, document, scratch, tool):
