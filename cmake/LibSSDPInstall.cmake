@@ -1,5 +1,6 @@
 # SPDX-License-Identifier: MIT
-# What a user gets: headers, both libraries, and the files by which CMake and pkg-config find them.
+# What a user gets: headers, both libraries, the files by which CMake and pkg-config find them, tutorial
+# and examples.
 # All paths in those are relative to where they stand, so that an installed tree can be moved.
 include(CMakePackageConfigHelpers)
 
@@ -10,6 +11,9 @@ install(TARGETS libSSDP libSSDP_static EXPORT libSSDPTargets
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development)
 install(FILES include/libssdp.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development)
 install(FILES LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT licence)
+install(FILES docs/tutorial.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development)
+install(FILES examples/minimal.cpp examples/presence.cpp
+  DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples COMPONENT development)
 
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/libSSDP)
 install(EXPORT libSSDPTargets NAMESPACE libSSDP:: DESTINATION ${package_dir} COMPONENT development)

@@ -4,6 +4,9 @@
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_CONTACT
   "Seed b8b8499a maintainers <maintainers@users.noreply.c-seed-b8b8499a.example>")
+# A homepage is where the project is published, which its sources don't know: scripts/package takes it
+# from LIBSSDP_HOMEPAGE. Without, the packages have no such field.
+set(CPACK_DEBIAN_PACKAGE_HOMEPAGE "${LIBSSDP_HOMEPAGE}")
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")  # each package has one of its own
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
@@ -38,9 +41,9 @@ set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libssdp-dev)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "${runtime} (= ${PROJECT_VERSION})")
 set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION "SSDP discovery for devices of one kind (development)
-Header, static library, and the files by which CMake and pkg-config find
-libSSDP, through which devices of one kind find each other on the local IPv4
-network.")
+Header, static library, the files by which CMake and pkg-config find libSSDP,
+a tutorial and examples. Through libSSDP devices of one kind find each other
+on the local IPv4 network.")
 
 set(CPACK_DEBIAN_TOOL_PACKAGE_NAME ssdp-peer)
 set(CPACK_DEBIAN_TOOL_PACKAGE_SECTION net)

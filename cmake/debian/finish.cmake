@@ -13,6 +13,10 @@ foreach(pair runtime:${CPACK_DEBIAN_RUNTIME_PACKAGE_NAME}
     execute_process(COMMAND gzip -9n ${to_compress} COMMAND_ERROR_IS_FATAL ANY)
   endif()
 endforeach()
+# Under the package's name, which an installation doesn't know.
+set(doc ${CPACK_TEMPORARY_DIRECTORY}/development/usr/share/doc)
+file(COPY ${doc}/libSSDP/ DESTINATION ${doc}/${CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME})
+file(REMOVE_RECURSE ${doc}/libSSDP)
 configure_file(${CPACK_LIBSSDP_SOURCE_DIR}/cmake/debian/lintian-overrides
   ${CPACK_TEMPORARY_DIRECTORY}/runtime/usr/share/lintian/overrides/${CPACK_DEBIAN_RUNTIME_PACKAGE_NAME}
   COPYONLY)

@@ -10,7 +10,8 @@ import sys
 
 def files(libdir, version, build_type, with_tool):
     major = version.split(".")[0]
-    yield from ("include/libssdp.h", "share/doc/libSSDP/LICENSE")
+    yield from ("include/libssdp.h", "share/doc/libSSDP/LICENSE", "share/doc/libSSDP/tutorial.md")
+    yield from (f"share/doc/libSSDP/examples/{name}.cpp" for name in ("minimal", "presence"))
     for name in ("libSSDP.a", "libSSDP.so", f"libSSDP.so.{major}", f"libSSDP.so.{version}"):
         yield f"{libdir}/{name}"
     yield f"{libdir}/pkgconfig/libSSDP.pc"
@@ -43,7 +44,9 @@ def main(prefix, libdir, source, version, build_type, with_tool):
     check("RUNPATH" not in dynamic.stdout and "RPATH" not in dynamic.stdout, "it has a search path")
 
     for copy, original in (("include/libssdp.h", "include/libssdp.h"),
-                           ("share/doc/libSSDP/LICENSE", "LICENSE")):
+                           ("share/doc/libSSDP/LICENSE", "LICENSE"),
+                           ("share/doc/libSSDP/tutorial.md", "docs/tutorial.md"),
+                           ("share/doc/libSSDP/examples/presence.cpp", "examples/presence.cpp")):
         check((prefix / copy).read_bytes() == (source / original).read_bytes(), f"{copy} differs")
     for path in [*prefix.rglob("*.cmake"), *prefix.rglob("*.pc")]:
         for folder in (prefix, source):
