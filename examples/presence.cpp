@@ -90,7 +90,7 @@ static void PrintNews(Presence& presence) {
 }
 
 // Without a network at CreateSSDP, or with its interface deleted since, the service hears nothing,
-// not even itself, and no call fails. Initialize is right even where Uninitialize fails.
+// not even itself, although its calls succeed. Initialize follows even if Uninitialize fails.
 static void RestartIfDeaf(Presence& presence) {
   if (presence.heard_ourselves.exchange(false)) return;
   std::puts("deaf: restarting");
