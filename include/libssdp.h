@@ -46,9 +46,10 @@
 /// takes, unless it says so. Call none from a signal handler. Don't unload the library (dlclose)
 /// before Uninitialize has succeeded: its threads run in it.
 ///
-/// **fork.** A child process has no threads of the library. There every call on its parent's
-/// service returns SSDP_FAILURE and touches nothing, and DestroySSDP does nothing. The child may
-/// exec, call _exit, or create a service of its own with CreateSSDP.
+/// **fork.** A child process has no threads of the library. There every call on a service that its
+/// parent runs returns SSDP_FAILURE and touches nothing of the parent's. The child may exec, call
+/// _exit, or create a service of its own with CreateSSDP. A service that the parent created and
+/// doesn't run, as before daemon(3), may be used in the child instead.
 ///
 /// **Which settings take effect when.** The domain name, device type, version, user agent and
 /// server information are put into the messages by Initialize: set them before it, or restart the
