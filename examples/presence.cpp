@@ -125,5 +125,6 @@ int main(int argc, char** argv) {
     RestartIfDeaf(presence);
     libSSDP::Announce();
   }
-  if (libSSDP::Uninitialize() == libSSDP::SSDP_SUCCESS) libSSDP::DestroySSDP();
+  if (libSSDP::Uninitialize() != libSSDP::SSDP_SUCCESS) std::_Exit(1);  // its threads still run
+  libSSDP::DestroySSDP();
 }
