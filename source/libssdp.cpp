@@ -9,7 +9,7 @@
 
 namespace libSSDP {
 
-// The one service. Written by CreateSSDP alone: DestroySSDP leaves the old pointer standing.
+// The one service. Written only by CreateSSDP: after DestroySSDP it holds the old pointer.
 SSDP* ssdpserver = nullptr;
 
 namespace {
@@ -19,7 +19,8 @@ namespace {
   return SSDP_FAILURE;
 }
 
-// The library's boundary: no exception leaves it. `function` is the entry point, for the report.
+// The library's boundary: no std::exception leaves it. `function` names the entry point in the
+// failure line.
 template <typename Operation>
 SSDP_STATUS Guarded(const char* function, Operation operation) {
   try {

@@ -76,7 +76,7 @@ bool ReadDevice(std::string_view message, int64_t now, ShortStatus short_status,
   if (uuid_length == std::string_view::npos) return false;
 
   // "Status: " is the last header, so the message's last 4 bytes are its line end and the blank
-  // line. They are dropped unseen, whatever they are.
+  // line. They are dropped without a check.
   constexpr size_t ending = 4;
   if (status->length() < ending && short_status == ShortStatus::kReject) return false;
 

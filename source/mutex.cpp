@@ -30,8 +30,8 @@ int ConditionVariable::Wait(int timeout) {
 
   struct timeval now = {};
   gettimeofday(&now, nullptr);
-  // Stays below 2^31 for every remainder, so a 32-bit long is enough. A negative remainder may
-  // leave it negative, which the system refuses at once.
+  // The nanoseconds stay below 2^31 for every remainder, so a 32-bit long is enough. They may be
+  // negative for a negative remainder; the system then returns EINVAL at once.
   const long remainder = timeout % 1000;
   struct timespec deadline;
   deadline.tv_sec = now.tv_sec + timeout / 1000;

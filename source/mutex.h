@@ -22,10 +22,9 @@
 
 namespace libSSDP {
 
-// One POSIX mutex with default attributes: not recursive, no error checking. Every operation hands
-// the POSIX result code through unchanged (0 is SSDP_SUCCESS); the caller decides what a failure
-// means. The results of initialising and destroying are ignored: with default attributes neither
-// can fail on the systems that we know.
+// One POSIX mutex with default attributes: not recursive, no error checking. Every operation
+// returns the POSIX result unchanged (0 is SSDP_SUCCESS). The results of initialization and
+// destruction are ignored: with default attributes neither fails on the systems that we know.
 class CAPABILITY("mutex") Mutex {
  public:
   Mutex();
@@ -42,8 +41,8 @@ class CAPABILITY("mutex") Mutex {
   pthread_mutex_t m_mutex;
 };
 
-// Holds a mutex for a scope. When the lock can't be taken the scope runs without it, and the
-// destructor leaves the mutex alone.
+// Holds a mutex for a scope. When the lock can't be taken, the scope runs without it, and the
+// destructor doesn't unlock.
 class SCOPED_CAPABILITY ScopedLock {
  public:
   explicit ScopedLock(Mutex& mutex) ACQUIRE(mutex) : m_mutex(mutex), m_locked(mutex.Lock() == 0) {}
@@ -60,8 +59,8 @@ class SCOPED_CAPABILITY ScopedLock {
   const bool m_locked;
 };
 
-// One POSIX condition variable, bound for life to one mutex, which must outlive it. Timed waits run
-// on the real-time clock (the default attribute), so a clock that is set moves their end.
+// One POSIX condition variable, bound to one mutex, which must outlive it. Timed waits use the
+// real-time clock (the default attribute), so setting the clock moves their end.
 class ConditionVariable {
  public:
   explicit ConditionVariable(Mutex& mutex);
@@ -69,10 +68,10 @@ class ConditionVariable {
   ConditionVariable(const ConditionVariable&) = delete;
   ConditionVariable& operator=(const ConditionVariable&) = delete;
 
-  // Waits until Notify, at most `timeout` milliseconds, or without limit when `timeout` is -1. The
-  // caller holds the bound mutex and holds it again on return, whatever the result: 0 when woken
-  // (spuriously too), ETIMEDOUT when the time ran out, any other POSIX code unchanged. A negative
-  // time-out other than -1 gives a deadline in the past, so the wait returns at once.
+  // Waits until Notify, at most `timeout` milliseconds, or without limit when `timeout` is -1.
+  // Precondition: the caller holds the bound mutex; it is held again on return. Returns 0 when
+  // woken (spuriously too), ETIMEDOUT after `timeout`, any other POSIX code unchanged. A negative
+  // timeout other than -1 gives a deadline in the past: the wait returns at once.
   int Wait(int timeout);
 
   int Notify();  // wakes at most one waiter

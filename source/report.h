@@ -5,8 +5,8 @@
 // The failure line, the library's only log: standard output, one printf a line, so that lines of
 // several threads don't mix. The file is relative to the source tree, wherever it was built.
 //
-// A check is an expression that is true when its condition holds and reports and is false when it
-// does not, so that the reader sees at the place what a failure leads to:
+// A check is an expression: true when its condition holds; otherwise it prints the line and is
+// false. What a failure leads to stands beside it:
 //
 //   if (!SSDP_CHECK(Start() == SSDP_SUCCESS)) return SSDP_FAILURE;
 //   SSDP_CHECK_REASON((m_handle >= 0), "error creating socket");   // and carries on
@@ -17,7 +17,7 @@
 #define SSDP_CHECK_REASON(condition, reason) \
   ((condition) ? true : ::libSSDP::ReportFailure(__LINE__, __func__, #condition, reason, __FILE__))
 
-// The line alone, for a failure that isn't one expression. Always false.
+// Only the line, for a failure that isn't a single expression. Always false.
 #define SSDP_REPORT(text) (::libSSDP::ReportFailure(__LINE__, __func__, text, __FILE__))
 
 namespace libSSDP {

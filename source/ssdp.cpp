@@ -61,7 +61,7 @@ void SSDP::ReplaceSpentWorkers() {
     delete std::exchange(m_listener, new SSDPListener(&SSDP::Callback, m_ssdpstore, this));
   }
   if (m_handler->IsSpent()) {
-    // After a DeInit that failed half-way our own thread still runs, and uses the handler.
+    // After a DeInit that failed midway the own thread still runs, and uses the handler.
     if (IsStarted()) {
       Stop();
       Join();
@@ -132,7 +132,7 @@ SSDP_STATUS SSDP::GetDevices(std::map<std::string, DeviceInfo*>& devices) {
 void SSDP::Callback(void* context, DeviceInfo* device, bool alive, bool searched) {
   auto* ssdp = static_cast<SSDP*>(context);
   if (searched) {
-    // No test for null: a host sets its callback before Init.
+    // No null check: an application sets its callback before Init.
     ssdp->m_callback(nullptr, nullptr, SSDP_SEARCH_RECEIVED, ssdp->m_context);
   } else if (alive) {
     ssdp->DeviceAlive(*device);
@@ -141,8 +141,8 @@ void SSDP::Callback(void* context, DeviceInfo* device, bool alive, bool searched
   }
 }
 
-// The host's callback sees the stored record with its new expiry but, when the device is known, the
-// status and address from before.
+// For a known device the callback sees the stored record with the new expiry, but still with the
+// previous status and address.
 void SSDP::DeviceAlive(DeviceInfo& device) {
   const ScopedLock lock(m_device_mutex);
   unsigned int event = 0;
@@ -205,7 +205,7 @@ int SSDP::Task() {
   return SSDP_SUCCESS;
 }
 
-// Read afresh in every pass, so that a new time-out takes effect at once.
+// Read in every pass, so that a new timeout takes effect at once.
 bool SSDP::ReadNotifyTimeout(int32_t& timeout) {
   try {
     NotifyTimeoutConfig config;

@@ -19,13 +19,13 @@
 
 namespace libSSDP {
 
-// The service: owns the store, both network workers and the device table. Its own thread announces
-// this device when that is due and sweeps expired peers out of the table, five times a second.
+// The service: owns the store, both network workers and the device table. Five times a second its
+// own thread announces this device, if that is due, and removes expired peers from the table.
 //
-// Threads: the host's (every public operation but Task and Callback), its own (Task, and Announce
-// from there), and those of the listener and the handler (Callback). m_device_mutex is the only
-// lock; it is held while the host's callback runs. m_callback and m_context have none: the host
-// sets them before Init.
+// Threads: the application's (every public operation but Task and Callback), its own (Task, which
+// calls Announce), the listener's and the handler's (Callback). m_device_mutex is the only lock; it
+// is held while the application's callback runs. m_callback and m_context have no lock: the
+// application sets them before Init.
 //
 // A forked child has the parent's sockets and none of its threads, and a lock may have been held at
 // the fork. There every operation of a service that the parent runs fails and touches nothing.
@@ -33,16 +33,17 @@ class SSDP : public SSDPDevice, public WorkerThread {
  public:
   explicit SSDP(int announce);  // non-zero: announce periodically
 
-  // Sends no byebye and stops nothing: the owner calls DeInit first.
+  // Sends no byebye and stops no thread: the owner calls DeInit first.
   ~SSDP() override;
 
-  // Store, listener, handler, own thread, stopping at the first failure with what was started
-  // running on. After a DeInit it first makes a new listener and handler, for they serve once. It
-  // also replaces a worker that runs without a socket: without one no byebye leaves, so that no
-  // DeInit would ever succeed.
+  // Starts the store, the listener, the handler and the own thread. Stops at the first failure;
+  // what was started runs on. After a DeInit the listener and the handler are replaced first, for a
+  // worker is initialized once. A worker that runs without a socket is replaced too: without one no
+  // byebye can be sent, so no DeInit would succeed.
   SSDP_STATUS Init();
 
-  // Byebye, listener, handler, store, own thread, table, stopping at the first failure.
+  // Sends the byebye, stops the listener, the handler, the store and the own thread, and clears the
+  // table. Stops at the first failure.
   SSDP_STATUS DeInit();
 
   SSDP_STATUS SetConfig(const std::string& name, const SSDPConfig& config) override;
@@ -54,8 +55,8 @@ class SSDP : public SSDPDevice, public WorkerThread {
   // Adds the table's entries to `devices`, whose own entries win. The records stay the table's.
   SSDP_STATUS GetDevices(std::map<std::string, DeviceInfo*>& devices) EXCLUDES(m_device_mutex);
 
-  // What both workers report to; `context` is the service. Either a search was answered
-  // (`searched`, no record), or `device` is here (`alive`) or has left.
+  // Called by both workers; `context` is the service. `searched`: a search is being answered, and
+  // `device` is null. Otherwise `device` is here (`alive`) or has left.
   static void Callback(void* context, DeviceInfo* device, bool alive, bool searched);
 
   int Task() override;
@@ -80,7 +81,7 @@ class SSDP : public SSDPDevice, public WorkerThread {
   int32_t m_earliest_expiry GUARDED_BY(m_device_mutex);
   int32_t m_announce;
   SSDPCallback m_callback;
-  void* m_context;               // the host's, handed back
+  void* m_context;               // passed to m_callback; not owned
   std::atomic<pid_t> m_process;  // that runs the service: from Init to the end of DeInit, else 0
 };
 

@@ -1,13 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "ssdpbase.h"
 
-#include <arpa/inet.h>
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <charconv>
 #include <cstring>
 
 #include "report.h"
@@ -38,7 +36,10 @@ SSDP_STATUS SSDPBase::Init() {
 
 SSDP_STATUS SSDPBase::DeInit() {
   if (!SSDP_CHECK(Stop() == SSDP_SUCCESS)) return SSDP_FAILURE;
-  if (!m_closed.exchange(true)) CloseSocket();
+  if (!m_closed) {
+    m_closed = true;
+    CloseSocket();
+  }
   if (!SSDP_CHECK(Join() == SSDP_SUCCESS)) return SSDP_FAILURE;
   return SSDP_SUCCESS;
 }
@@ -50,16 +51,6 @@ void SSDPBase::CloseSocket() {
   for (int waited = 0; (IsRunning() || m_sending > 0) && waited < LONGEST_USE_MS; ++waited)
     Pause(1);
   close(m_handle);
-}
-
-void SSDPBase::RecordLocalAddress(const InterfaceList& interfaces, const std::string& name) {
-  for (const struct ifaddrs* entry = interfaces.Head(); entry != nullptr; entry = entry->ifa_next) {
-    if (entry->ifa_addr == nullptr || entry->ifa_addr->sa_family != AF_INET) continue;
-    if (name != entry->ifa_name) continue;
-    const auto* address = reinterpret_cast<const struct sockaddr_in*>(entry->ifa_addr);
-    inet_ntop(AF_INET, &address->sin_addr, m_local_ip, sizeof(m_local_ip));
-    return;
-  }
 }
 
 void SSDPBase::Receive(Datagram& datagram) {
@@ -76,7 +67,7 @@ void SSDPBase::Receive(Datagram& datagram) {
 }
 
 std::optional<size_t> SSDPBase::Send(const std::string& message, const struct sockaddr_in& to) {
-  ++m_sending;  // before the look at m_closed: whoever closes sees this send or is seen by it
+  ++m_sending;  // before m_closed is read: either CloseSocket waits or this send sees it closed
   const ssize_t sent = sendto(Socket(), message.data(), message.length(), 0,
                               reinterpret_cast<const struct sockaddr*>(&to), sizeof(to));
   --m_sending;
@@ -85,27 +76,15 @@ std::optional<size_t> SSDPBase::Send(const std::string& message, const struct so
 }
 
 void Pause(int milliseconds) {
-  // Where a sandbox refuses the one at every call, the other keeps loops from spinning.
+  // A sandbox that refuses usleep shall not make a loop spin.
   if (usleep(static_cast<useconds_t>(milliseconds) * 1000) != 0) poll(nullptr, 0, milliseconds);
 }
 
 int OpenSocket() {
   const int handle = socket(AF_INET, SOCK_DGRAM, 0);
-  // A descriptor that stays open across exec is a nuisance, no reason to do without a socket.
+  // A failure is ignored: a descriptor that stays open across exec is better than no socket.
   if (handle >= 0) fcntl(handle, F_SETFD, FD_CLOEXEC);
   return handle;
-}
-
-// With inet_ntop, which calls printf, a known peer's announcement takes 1,700 instructions more.
-std::string AddressText(const struct sockaddr_in& address) {
-  const auto* octets = reinterpret_cast<const unsigned char*>(&address.sin_addr);
-  char text[INET_ADDRSTRLEN];  // as long as four octets with a dot behind each
-  char* end = text;
-  for (int i = 0; i < 4; ++i) {
-    end = std::to_chars(end, end + 3, octets[i]).ptr;
-    *end++ = '.';
-  }
-  return {text, end - 1};
 }
 
 }  // namespace libSSDP

@@ -6,7 +6,6 @@
 // The BSDs want these before what uses them.
 #include <sys/socket.h>
 
-#include <ifaddrs.h>
 #include <netinet/in.h>
 
 #include <atomic>
@@ -29,34 +28,16 @@ struct Datagram {
   struct sockaddr_in from;
 };
 
-// The system's interfaces at the moment of construction: none when it can't tell them.
-class InterfaceList {
- public:
-  InterfaceList() : m_head(nullptr) {
-    if (getifaddrs(&m_head) != 0) m_head = nullptr;  // a failed call may have left anything there
-  }
-  ~InterfaceList() {
-    if (m_head != nullptr) freeifaddrs(m_head);
-  }
-  InterfaceList(const InterfaceList&) = delete;
-  InterfaceList& operator=(const InterfaceList&) = delete;
-
-  const struct ifaddrs* Head() const { return m_head; }
-
- private:
-  struct ifaddrs* m_head;
-};
-
-// How the engine reports to the service object: (context, record, alive, searched). The record
-// belongs to the caller and lives for the call.
+// How the workers report to the service: (context, record, alive, searched). The caller owns the
+// record, which is valid during the call.
 using EngineCallback = void (*)(void* context, DeviceInfo* device, bool alive, bool searched);
 
-// What both network workers share: the callback, the UDP socket with its addresses, how they start
-// and how they stop. A worker is initialised once and de-initialised once. The socket is made by
-// the derived constructor and closed by DeInit, not by the destructor.
+// What both network workers share: the callback, the UDP socket with its addresses, start and stop.
+// A worker is initialized once and de-initialized once. The derived constructor opens the socket;
+// DeInit closes it, the destructor doesn't.
 //
-// Init and DeInit belong to the owner's thread; Task runs on the worker's own and reads what the
-// constructors and Init have written before it started, and the flags that tell it to end.
+// Init and DeInit run on the owner's thread, Task on the worker's. Task reads what the constructors
+// and Init wrote before the thread started, and the flags that end it.
 class SSDPBase : public WorkerThread {
  public:
   SSDPBase(EngineCallback callback, void* context);
@@ -64,21 +45,17 @@ class SSDPBase : public WorkerThread {
   virtual SSDP_STATUS Init();  // starts the thread
 
   // Clears the run flag, shuts the socket down (which wakes a blocked receive), closes it and joins
-  // the thread. Blocks until the datagram in work is done with. The socket is closed even when
-  // there is no thread to join, and by the first call only.
+  // the thread. Blocks until the current datagram has been processed. The socket is closed even
+  // when there is no thread to join, and by the first call only.
   virtual SSDP_STATUS DeInit();
 
-  // Whether the socket is closed and no thread is left, so that this worker can't be used again and
-  // may go.
+  // Whether the socket is closed and the thread joined: this worker can only be replaced.
   bool IsSpent() const { return m_closed && !HasThread(); }
 
-  // Whether this worker was started although no socket could be made for it.
+  // Whether this worker was started although its socket could not be opened.
   bool RunsWithoutSocket() const { return m_handle < 0 && HasThread(); }
 
  protected:
-  // Writes the IPv4 address of the interface named `name`, if `interfaces` has one, to m_local_ip.
-  void RecordLocalAddress(const InterfaceList& interfaces, const std::string& name);
-
   // Waits for a datagram. A failure leaves an empty text, which matches nothing, and pauses, so
   // that a loop over a broken socket doesn't burn a core.
   void Receive(Datagram& datagram);
@@ -96,22 +73,19 @@ class SSDPBase : public WorkerThread {
  private:
   void CloseSocket();
 
-  // The socket for every use: -1 once it is closed, for its number, which m_handle keeps, may then
-  // be that of a descriptor of the host's.
+  // The socket, or -1 once it is closed. m_handle keeps the number, which the application may be
+  // using again by then.
   int Socket() const { return m_closed ? -1 : m_handle; }
 
-  std::atomic<bool> m_closed;  // written by the owner's thread, read by all
+  std::atomic<bool> m_closed;  // written by the owner's thread, read by all threads
   std::atomic<int> m_sending;  // threads inside Send
 };
 
-// A socket of its own for the calling process: closed when the host executes another program.
+// Opens a UDP socket that is closed on exec; -1 on failure.
 int OpenSocket();
 
-// Sleeps, as long as the system allows sleeping in any way.
+// Sleeps, by poll where a sandbox refuses usleep.
 void Pause(int milliseconds);
-
-// The address's dotted text.
-std::string AddressText(const struct sockaddr_in& address);
 
 }  // namespace libSSDP
 

@@ -11,8 +11,8 @@ SSDPConfigMap::~SSDPConfigMap() {
   m_configholder_map.clear();
 }
 
-// Outside the analysis, as GetConfig: a lock that can't be taken doesn't stop them, and an unknown
-// name returns with the lock held, on purpose.
+// No thread-safety analysis here and in GetConfig: both go on when the lock can't be taken, and
+// return with the lock held when the name is unknown. Both are intended.
 SSDP_STATUS SSDPConfigMap::SetConfig(const std::string& name,
                                      const SSDPConfig& config) NO_THREAD_SAFETY_ANALYSIS {
   SSDP_CHECK_REASON(m_mutex.Lock() == SSDP_SUCCESS, "Mutex lock failed");
@@ -23,7 +23,7 @@ SSDP_STATUS SSDPConfigMap::SetConfig(const std::string& name,
     SSDP_CHECK_REASON(m_mutex.Unlock() == SSDP_SUCCESS, "Mutex unlock failed");
     return status;
   } catch (...) {
-    m_mutex.Unlock();  // memory ran out in the copy: later calls shall not wait for ever
+    m_mutex.Unlock();  // the copy ran out of memory: later calls must not deadlock
     throw;
   }
 }
@@ -38,7 +38,7 @@ SSDP_STATUS SSDPConfigMap::GetConfig(const std::string& name,
     SSDP_CHECK_REASON(m_mutex.Unlock() == SSDP_SUCCESS, "Mutex unlock failed");
     return status;
   } catch (...) {
-    m_mutex.Unlock();  // memory ran out in the copy: later calls shall not wait for ever
+    m_mutex.Unlock();  // the copy ran out of memory: later calls must not deadlock
     throw;
   }
 }

@@ -8,7 +8,7 @@
 
 namespace libSSDP {
 
-// Something that can be configured: owns a registry and reads and writes it by name, on any thread.
+// Owns a registry, and reads and writes it by name. SetConfig and GetConfig are thread-safe.
 class SSDPDevice {
  public:
   SSDPDevice() = default;

@@ -7,6 +7,7 @@
 
 #include <exception>
 
+#include "address.h"
 #include "message.h"
 #include "report.h"
 
@@ -40,7 +41,7 @@ SSDP_STATUS SSDPHandler::Init() {
     NetworkInterfaceConfig config;
     SSDP_CHECK_REASON(m_ssdpstore->GetConfig(SSDP_CONFIG_NETWORK_INTERFACE, config) == SSDP_SUCCESS,
                       "GetConfig failed");
-    RecordLocalAddress(interfaces, config.m_network_interface);
+    interfaces.CopyAddress(config.m_network_interface, m_local_ip);
   }
   return SSDPBase::Init();
 }
@@ -108,16 +109,15 @@ int SSDPHandler::Task() {
       }
       ProcessResponse(datagram);
     } catch (const std::exception&) {
-      // Memory ran out, or the host's callback let something through: this datagram is lost, not
-      // the process.
+      // Memory ran out, or the application's callback threw: drop this datagram.
     }
   }
   return SSDP_SUCCESS;
 }
 
-// The search target is the only filter: neither the start line nor the sender is looked at.
+// The search target is the only filter: neither the start line nor the sender is checked.
 void SSDPHandler::ProcessResponse(const Datagram& datagram) {
-  const std::string_view text = datagram.text;  // measured once
+  const std::string_view text = datagram.text;
   if (!ContainsHeader(text, "ST: ", m_search_target.m_search_target)) return;
 
   struct timeval now = {};

@@ -11,12 +11,12 @@ namespace libSSDP {
 
 class SSDP;
 
-// The worker through which this device speaks first: one unicast socket on an ephemeral port that
-// sends NOTIFY and M-SEARCH to the group and whose thread receives the replies to the searches.
+// The sender: one unicast socket on an ephemeral port. It sends NOTIFY and M-SEARCH to the group,
+// and its thread receives the search responses.
 //
-// The sends run on any thread, several at once: each works on its own copies of the settings, and a
-// datagram socket can be sent on and received from at the same time. The interface that carries
-// them is the system's choice; the configured one is only recorded.
+// Several threads may send at once: each works on its own copies of the settings, and one datagram
+// socket can send and receive at the same time. The system's routing chooses the interface; the
+// configured one is only recorded.
 class SSDPHandler : public SSDPBase {
  public:
   // A socket step that fails is reported and construction goes on. `store` and `context` must
@@ -29,10 +29,10 @@ class SSDPHandler : public SSDPBase {
 
   SSDP_STATUS Init() override;
 
-  // Sends one NOTIFY with `nts` ("ssdp:alive" or "ssdp:byebye"); fails when it didn't leave whole.
+  // Sends one NOTIFY with `nts` ("ssdp:alive" or "ssdp:byebye"); fails when it isn't sent whole.
   SSDP_STATUS AnnounceNetwork(std::string nts, SSDP* ssdp);
 
-  // Sends one M-SEARCH; fails when it didn't leave whole. The answers come to Task.
+  // Sends one M-SEARCH; fails when it isn't sent whole. Task receives the responses.
   SSDP_STATUS SearchNetwork(SSDP* ssdp);
 
  private:

@@ -9,6 +9,7 @@
 #include <ctime>
 #include <exception>
 
+#include "address.h"
 #include "message.h"
 #include "report.h"
 
@@ -18,7 +19,7 @@ namespace {
 
 constexpr int LONGEST_RESPONSE_MS = 1000;  // that a stop waits for
 
-// Local time as ctime writes it, line feed included.
+// Local time as ctime writes it, with its line feed.
 std::string DateText() {
   const time_t now = time(nullptr);
   char text[26] = "";
@@ -32,7 +33,7 @@ SSDPListener::SSDPListener(EngineCallback callback, SSDPStorage* store, void* co
       m_delay_cond(m_delay_mutex),
       m_ssdpstore(store),
       m_stopping(false),
-      m_answering(false) {
+      m_responding(false) {
   m_handle = OpenSocket();
   SSDP_CHECK_REASON((m_handle >= 0), "error creating socket");
 
@@ -59,7 +60,7 @@ SSDP_STATUS SSDPListener::Init() {
     NetworkInterfaceConfig config;
     SSDP_CHECK_REASON(m_ssdpstore->GetConfig(SSDP_CONFIG_NETWORK_INTERFACE, config) == SSDP_SUCCESS,
                       "GetConfig failed");
-    RecordLocalAddress(interfaces, config.m_network_interface);
+    interfaces.CopyAddress(config.m_network_interface, m_local_ip);
   }
   {
     const ScopedLock lock(m_delay_mutex);
@@ -74,7 +75,7 @@ SSDP_STATUS SSDPListener::DeInit() {
     m_stopping = true;
     m_delay_cond.Notify();
     // A response under way leaves at once, unless the callback blocks: wait for a bounded time.
-    while (lock.IsHeld() && m_answering && m_delay_cond.Wait(LONGEST_RESPONSE_MS) == 0) {
+    while (lock.IsHeld() && m_responding && m_delay_cond.Wait(LONGEST_RESPONSE_MS) == 0) {
     }
   }
   return SSDPBase::DeInit();
@@ -90,35 +91,34 @@ int SSDPListener::Task() {
       if (Contains(message, MSEARCH_START_LINE)) ProcessMSearch(datagram.text, datagram.from);
       if (Contains(message, NOTIFY_START_LINE)) ProcessNotify(datagram.text, datagram.from);
     } catch (const std::exception&) {
-      // Memory ran out, or the host's callback let something through: this datagram is lost, not
-      // the process.
+      // Memory ran out, or the application's callback threw: drop this datagram.
     }
   }
   return SSDP_SUCCESS;
 }
 
-// One answer under way. An answer that has begun when a stop comes still leaves, at once, and the
-// stop waits for it; after a stop none begins.
-class SSDPListener::Answering {
+// One response in progress: its delay, and its sending as long as this object lives. A stop ends
+// the delay, and waits until the response has been sent; after a stop no response begins.
+class SSDPListener::Response {
  public:
-  // Waits out a random part of `delay_bound` milliseconds.
-  Answering(SSDPListener& listener, int64_t delay_bound) : m_listener(listener), m_begun(false) {
+  // Waits for a random part of `delay_bound` milliseconds.
+  Response(SSDPListener& listener, int64_t delay_bound) : m_listener(listener), m_begun(false) {
     const ScopedLock lock(m_listener.m_delay_mutex);
     if (m_listener.m_stopping) return;
-    m_begun = m_listener.m_answering = true;
+    m_begun = m_listener.m_responding = true;
     // rand() is enough: the delay need not be unpredictable, and no other library thread calls it.
     // NOLINTNEXTLINE(concurrency-mt-unsafe,cert-msc30-c,cert-msc50-cpp)
     const int delay = static_cast<int>(rand() % delay_bound);
     // Wait only with the mutex held: it returns with the mutex locked, whoever locked it.
     if (lock.IsHeld()) m_listener.m_delay_cond.Wait(delay);
   }
-  ~Answering() {
+  ~Response() {
     const ScopedLock lock(m_listener.m_delay_mutex);
-    m_listener.m_answering = false;
+    m_listener.m_responding = false;
     if (m_listener.m_stopping) m_listener.m_delay_cond.Notify();
   }
-  Answering(const Answering&) = delete;
-  Answering& operator=(const Answering&) = delete;
+  Response(const Response&) = delete;
+  Response& operator=(const Response&) = delete;
 
   bool HasBegun() const { return m_begun; }
 
@@ -160,8 +160,8 @@ SSDP_STATUS SSDPListener::ProcessMSearch(const char* message, struct sockaddr_in
     return SSDP_FAILURE;
   InsertAfter(rconfig.m_response_header, "USN: uuid:", uuidconfig.m_uuid);
 
-  const Answering answering(*this, delay_bound);
-  if (!answering.HasBegun()) return SSDP_SUCCESS;
+  const Response response(*this, delay_bound);
+  if (!response.HasBegun()) return SSDP_SUCCESS;
   m_engine_callback(m_engine_context, nullptr, false, true);
   const std::optional<size_t> bytes = Send(rconfig.m_response_header, from);
   if (!SSDP_CHECK(bytes == rconfig.m_response_header.length())) return SSDP_FAILURE;

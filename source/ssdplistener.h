@@ -8,10 +8,10 @@
 
 namespace libSSDP {
 
-// The worker on the group: its socket is bound to port 1900 and joined to SSDP_GROUP on the
-// interface that the system chooses. Its thread answers the M-SEARCHes and reports the NOTIFYs that
-// are for our search target, one datagram at a time in the order of arrival: while an answer waits
-// out its delay, nothing is read. Our own datagrams come back and are processed like a peer's.
+// The listener: its socket is bound to port 1900 and has joined SSDP_GROUP on the interface that
+// the system chooses. Its thread answers M-SEARCH and reports NOTIFY messages for our search
+// target, one datagram at a time in the order of arrival: during a response delay nothing is
+// received. The network loops our own messages back, and they are processed like a peer's.
 class SSDPListener : public SSDPBase {
  public:
   // A socket step that fails is reported and construction goes on. `store` and `context` must
@@ -22,17 +22,17 @@ class SSDPListener : public SSDPBase {
   int Task() override;
   SSDP_STATUS Init() override;
 
-  // Cuts a response delay under way short, so that its answer leaves at once, then as SSDPBase.
+  // Ends a response delay, so that the response is sent at once, then does what SSDPBase does.
   SSDP_STATUS DeInit() override;
 
-  // The listener's thread. Both succeed when the message isn't for us; ProcessMSearch fails when a
-  // setting can't be read or the response didn't leave whole, ProcessNotify when the search target
-  // can't be read.
+  // Listener thread only. Both succeed when the message isn't for our search target. ProcessMSearch
+  // fails when a setting can't be read or the response isn't sent whole, ProcessNotify when the
+  // search target can't be read.
   SSDP_STATUS ProcessMSearch(const char* message, struct sockaddr_in from);
   SSDP_STATUS ProcessNotify(const char* message, struct sockaddr_in from);
 
  private:
-  class Answering;
+  class Response;
 
   Mutex m_delay_mutex;
   ConditionVariable m_delay_cond;
@@ -43,10 +43,10 @@ class SSDPListener : public SSDPBase {
   SearchTargetConfig m_search_target;
   DeviceInfo m_device;
 
-  // Without these a stop that comes just before a delay would wait for all of it, and one that
-  // comes during it would close the socket under its answer.
-  bool m_stopping GUARDED_BY(m_delay_mutex);   // DeInit was called: no answer begins
-  bool m_answering GUARDED_BY(m_delay_mutex);  // from the start of a delay until its answer is sent
+  // Without these, a stop just before a delay would wait for the whole delay, and a stop during a
+  // delay would close the socket before the response is sent.
+  bool m_stopping GUARDED_BY(m_delay_mutex);    // DeInit was called: no response begins
+  bool m_responding GUARDED_BY(m_delay_mutex);  // from a delay's start until its response is sent
 };
 
 }  // namespace libSSDP

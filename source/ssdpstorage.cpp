@@ -5,9 +5,9 @@
 
 namespace libSSDP {
 
-// Texts are made before every other global object of the program and destroyed after them: a host
-// that links us statically may use us in a constructor of its own, and our threads may outlive
-// main. All in one file: their order is that of the lines.
+// Initialized first and destroyed last: static constructors of an application that links the
+// library statically may call it, and its threads may outlive main(). All in one file, for only
+// there the order of initialization is that of the lines.
 #if defined(__APPLE__)
 #define SSDP_CONSTANT const
 #else
@@ -34,24 +34,24 @@ SSDP_CONSTANT std::string SSDP_CONFIG_UUID = "ssdp_config_uuid";
 SSDP_CONSTANT std::string SSDP_CONFIG_MSEARCH_TIMEOUT = "ssdp_config_msearch_timeout";
 SSDP_CONSTANT std::string SSDP_CONFIG_NOTIFY_TIMEOUT = "ssdp_config_notify_timeout";
 
-// The three messages as they travel, one header a source line, every value still missing. A value
-// goes right behind its header's text: those that are fixed for the run when the store is
-// initialised, the rest when the message is sent.
+// The three messages on the wire, one header a source line, without values. A value is inserted
+// after its header's text: "fixed" values when the store is initialized, "sent" values at each
+// send.
 
 // UPnP Device Architecture 1.1, 1.3.2.
 SSDP_CONSTANT std::string MSEARCH_HEADER = MSEARCH_START_LINE +
                                            "Host: 239.255.255.250:1900\r\n"
                                            "MAN: \"ssdp:discover\"\r\n"
-                                           "MX: \r\n"          // sent: the search time-out
+                                           "MX: \r\n"          // sent: the search timeout
                                            "ST: \r\n"          // fixed: the search target
                                            "USER-AGENT: \r\n"  // fixed
                                            "\r\n";
 
-// UPnP Device Architecture 1.1, 1.2.2 and 1.2.3. "Status: " is this system's own and comes last:
-// receivers take all that follows it.
+// UPnP Device Architecture 1.1, 1.2.2 and 1.2.3. "Status: " is this system's own and must be last:
+// a receiver takes everything after it as the status.
 SSDP_CONSTANT std::string NOTIFY_HEADER = NOTIFY_START_LINE +
                                           "Host: 239.255.255.250:1900\r\n"
-                                          "Cache-Control: max-age=\r\n"  // sent: notify time-out
+                                          "Cache-Control: max-age=\r\n"  // sent: notify timeout
                                           "NTS: \r\n"                    // sent: alive or byebye
                                           "NT: \r\n"                     // fixed: search target
                                           "USN: uuid:::\r\n"  // sent behind the first colon: UUID;
@@ -61,7 +61,7 @@ SSDP_CONSTANT std::string NOTIFY_HEADER = NOTIFY_START_LINE +
 
 // UPnP Device Architecture 1.1, 1.3.3. The DATE line ends in a bare CR: peers know it so.
 SSDP_CONSTANT std::string RESPONSE_HEADER = RESPONSE_START_LINE +
-                                            "Cache-Control: max-age=\r\n"  // sent: notify time-out
+                                            "Cache-Control: max-age=\r\n"  // sent: notify timeout
                                             "DATE: \r"                     // sent: ctime's text
                                             "EXT: \r\n"
                                             "SERVER: \r\n"      // fixed
@@ -110,7 +110,7 @@ SSDP_STATUS SSDPStorage::DeInit() {
   return SSDP_SUCCESS;
 }
 
-// The insertions below can't fail: each generator starts from a constant that has the marker.
+// The insertions below can't fail: each generator starts from a constant that contains the marker.
 
 SSDP_STATUS SSDPStorage::GenerateMSearchHeader() {
   SearchTargetConfig sconfig;

@@ -8,22 +8,22 @@
 
 namespace libSSDP {
 
-// The three messages as they travel, every value still missing.
+// The three messages on the wire, without values.
 extern const std::string MSEARCH_HEADER;
 extern const std::string NOTIFY_HEADER;
 extern const std::string RESPONSE_HEADER;
 
-// The store through which the whole library reads and writes its settings. It holds all fourteen
-// from construction on, each with its default; the search target and the three templates are made
-// by Init from what is set at that moment and stay until the next Init.
+// The configuration store: every part of the library reads and writes its settings here. The
+// constructor registers all fourteen with their defaults. Init composes the search target and the
+// three templates from the settings at that moment; they stay until the next Init.
 //
-// Init and DeInit belong to the host's thread, before and after the workers run; the inherited
-// SetConfig and GetConfig are for any thread.
+// Init and DeInit run on the application's thread, before the workers start and after they have
+// ended. The inherited SetConfig and GetConfig are thread-safe.
 class SSDPStorage : public SSDPDevice {
  public:
   SSDPStorage();
 
-  // Stops at the first failure; what was stored before stays.
+  // Stops at the first failure; what is stored by then stays.
   SSDP_STATUS Init();
 
   SSDP_STATUS DeInit();  // nothing to undo: always SSDP_SUCCESS

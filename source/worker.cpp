@@ -11,9 +11,9 @@ WorkerThread::WorkerThread() : m_handle(), m_started(false), m_running(false), m
 
 SSDP_STATUS WorkerThread::Start() {
   if (IsStarted()) return SSDP_SUCCESS;
-  m_started.store(true, std::memory_order_relaxed);  // before the thread looks at it
+  m_started.store(true, std::memory_order_relaxed);  // before the thread reads it
 
-  // A new thread inherits its creator's mask.
+  // A new thread inherits its creator's signal mask.
   sigset_t all;
   sigset_t previous;
   sigfillset(&all);

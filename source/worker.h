@@ -10,11 +10,11 @@
 
 namespace libSSDP {
 
-// The base of everything that owns a thread. Stopping is cooperative: Stop only clears the run
-// flag, whoever calls it wakes the thread out of whatever it is blocked in, and Join waits for its
-// end. Start, Stop and Join belong to one controlling thread; IsStarted is for both sides.
+// The base of every class that owns a thread. Stopping is cooperative: Stop only clears the run
+// flag, its caller wakes the thread from a blocking call, and Join waits for the thread's end.
+// Start, Stop and Join are called on one controlling thread, IsStarted on any.
 //
-// Destruction neither stops nor joins: the owner does both first.
+// The destructor neither stops nor joins: the owner does both first.
 class WorkerThread {
  public:
   WorkerThread();
@@ -22,27 +22,26 @@ class WorkerThread {
   WorkerThread(const WorkerThread&) = delete;
   WorkerThread& operator=(const WorkerThread&) = delete;
 
-  // The thread's body: loops while IsStarted() is true. The result is discarded.
+  // The thread's body: loops while IsStarted() is true. Its result is discarded.
   virtual int Task() = 0;
 
-  // Starts the thread with all signals blocked, so that a host's handlers run on the host's own
+  // Starts the thread with all signals blocked, so that the application's handlers run on its own
   // threads. A second Start without a Stop between does nothing and succeeds. When the thread can't
-  // be created the run flag stays set, so that a later Start does nothing until Stop was called.
+  // be created, the run flag stays set: a later Start does nothing until Stop has been called.
   SSDP_STATUS Start();
 
   SSDP_STATUS Stop();  // clears the run flag; always SSDP_SUCCESS
 
-  // Waits for the thread's end. Fails when there is no thread to wait for.
+  // Blocks until the thread has ended. Fails when there is no thread to join.
   SSDP_STATUS Join();
 
   bool IsStarted() const { return m_started.load(std::memory_order_relaxed); }
 
-  // Whether the thread is inside its Task. Once it no longer is, everything that it did there has
-  // been done.
+  // Whether the thread is inside Task. When it no longer is, all effects of Task are visible.
   bool IsRunning() const { return m_running; }
 
  protected:
-  // Whether there is a thread that nobody has joined; for the controlling thread.
+  // Whether there is a thread that hasn't been joined. Controlling thread only.
   bool HasThread() const { return m_joinable; }
 
   // Names the calling thread for debuggers and process listings: at most 15 characters.
@@ -52,12 +51,12 @@ class WorkerThread {
   static void* TaskLauncher(void* worker);
 
   pthread_t m_handle;
-  // Relaxed is enough: the flag carries no data, and its writer wakes the thread afterwards.
+  // Relaxed access: the flag publishes no data, and its writer wakes the thread afterwards.
   std::atomic<bool> m_started;
-  // In one order with a worker's flag that its socket is closed: a thread that sets this and then
-  // finds the socket open is seen by whoever closes it.
+  // Sequentially consistent with SSDPBase::m_closed: either the thread sees the socket closed, or
+  // the closing thread sees it running.
   std::atomic<bool> m_running;
-  // Whether m_handle names a thread that nobody has joined: joining anything else is undefined.
+  // Whether m_handle names a thread that hasn't been joined: joining any other is undefined.
   bool m_joinable;
 };
 

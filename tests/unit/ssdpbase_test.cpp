@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "ssdpbase.h"
+#include "address.h"
 
 #include <arpa/inet.h>
 #include <fcntl.h>
@@ -42,7 +43,6 @@ class OpenBase : public SSDPBase {
   using SSDPBase::m_local_addr;
   using SSDPBase::m_local_ip;
   using SSDPBase::Receive;
-  using SSDPBase::RecordLocalAddress;
   using SSDPBase::Send;
   std::function<void()> m_body;
 };
@@ -329,7 +329,7 @@ class Interfaces : public Base {
       *list = m_entries.empty() ? nullptr : &m_entries.front();
       return 0;
     };
-    m_base.RecordLocalAddress(InterfaceList(), name);
+    InterfaceList().CopyAddress(name, m_base.m_local_ip);
     return m_base.m_local_ip;
   }
 

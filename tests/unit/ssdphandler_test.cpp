@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "ssdphandler.h"
+#include "address.h"
 
 #include <gmock/gmock.h>
 
