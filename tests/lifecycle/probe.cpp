@@ -157,9 +157,9 @@ std::ostream& operator<<(std::ostream& out, const Held& held) {
              << " blocks, " << held.bytes << " bytes";
 }
 
-bool ComesBackTo(const Held& before) {
-  Await([&] { return Threads() <= before.threads; });
-  return HeldNow() == before;
+Held HeldOnceDownTo(size_t threads) {
+  Await([&] { return Threads() <= threads; });
+  return HeldNow();
 }
 
 }  // namespace probe

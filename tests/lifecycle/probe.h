@@ -39,9 +39,10 @@ struct Held {
 Held HeldNow();
 std::ostream& operator<<(std::ostream& out, const Held& held);
 
-// Whether the process comes back to `before`. A joined thread stays in the system's list for a
-// moment, so this waits for it.
-bool ComesBackTo(const Held& before);
+// What the process holds once it has no more than `threads` threads: a joined thread stays in the
+// system's list for a moment. Compare its result, not a later HeldNow(): a failure's message takes
+// memory of its own.
+Held HeldOnceDownTo(size_t threads);
 
 }  // namespace probe
 
