@@ -96,10 +96,13 @@ TEST_F(Receiver, ReadsTheGoldenAnswer) {
 TEST_F(Receiver, AsksForTheSearchTargetByItsOwnNameWhateverOneIsStoredWithIt) {
   SearchTargetConfig target;
   m_store.GetConfig(target.m_name, target);
-  target.m_name = "another name";
-  m_store.SetConfig(SSDP_CONFIG_SEARCH_TARGET, target);
-  m_system.Deliver(kReply);
-  EXPECT_EQ(Run(), 0);  // a second time when nothing more comes
+  for (const char* name : {"another name", "a_name_of_the_same_length"}) {
+    target.m_name = name;
+    m_store.SetConfig(SSDP_CONFIG_SEARCH_TARGET, target);
+    m_system.Deliver(kReply);
+    m_handler.Start();
+    EXPECT_EQ(Run(), 0);  // a second time when nothing more comes
+  }
 }
 
 TEST_F(Receiver, TakesItsStepsInOrder) {
