@@ -267,6 +267,21 @@ TEST_F(Base, PausesInsteadOfReceivingWithoutASocket) {
   EXPECT_THAT(m_system.log, ElementsAre("usleep"));
 }
 
+// Its number may be that of a descriptor of somebody else by then.
+TEST_F(Base, NeitherReceivesNorSendsOnASocketThatItHasClosed) {
+  m_base.m_handle = 1000;
+  m_base.Init();
+  m_base.DeInit();
+  m_system.log.clear();
+  m_system.Deliver("for somebody else");
+  m_base.Receive(m_datagram);
+  EXPECT_STREQ(m_datagram.text, "");
+  EXPECT_THAT(m_system.log, IsEmpty());
+  m_base.Send("", {});
+  ASSERT_THAT(m_system.sent, testing::SizeIs(1));
+  EXPECT_EQ(m_system.sent[0].socket, -1);
+}
+
 TEST_F(Base, OpensADatagramSocketThatClosesOnExec) {
   int domain = 0, type = 0, protocol = -1, fd = 0, command = 0, argument = 0;
   seam::calls.socket = [&](int a, int b, int c) {
