@@ -141,7 +141,8 @@ TEST_F(MemoryThreadTest, LosesAnswersOnly) {
   EXPECT_EQ(Uninitialize(), SSDP_SUCCESS);
 }
 
-// Every pass is due to announce, and has a device to sweep.
+// Every pass is due to announce, and has a device to sweep. One that fails says so, whether the
+// time-out can't be read or the announcement not be made.
 TEST_F(MemoryThreadTest, SkipsPeriodicAnnouncementsOnly) {
   std::atomic<int> second{1000000};
   std::atomic<int> failures{0};
@@ -153,8 +154,10 @@ TEST_F(MemoryThreadTest, SkipsPeriodicAnnouncementsOnly) {
   int call = 0;
   seam::calls.usleep = [&](useconds_t) {  // the end of a pass; nobody else pauses
     if (call > 0 && !scarce_memory::Stop()) done = true;
-    failures = call;
-    if (!done) scarce_memory::FailAt(++call);
+    if (!done) {
+      failures = call;
+      scarce_memory::FailAt(++call);
+    }
     return seam::real.usleep(1000);
   };
   seam::calls.rand = [] { return 0; };
@@ -164,6 +167,10 @@ TEST_F(MemoryThreadTest, SkipsPeriodicAnnouncementsOnly) {
   ASSERT_EQ(Initialize(), SSDP_SUCCESS);
   EXPECT_TRUE(Eventually([&] { return done.load(); }));
   EXPECT_GT(failures, 1);
+  const int unread = m_output.Count(
+      "[N] Task: GetConfig() failed for SSDP_CONFIG_NOTIFY_TIMEOUT \n source/ssdp.cpp\n");
+  EXPECT_GT(unread, 0);
+  EXPECT_EQ(unread + m_output.Count("(Unable to send NOTIFY Query)"), failures);
   EXPECT_EQ(Threads(), m_threads + 3);
   EXPECT_TRUE(host.Works());
   EXPECT_EQ(Uninitialize(), SSDP_SUCCESS);
