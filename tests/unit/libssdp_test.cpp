@@ -3,6 +3,10 @@
 
 #include <gmock/gmock.h>
 
+#include <functional>
+#include <memory>
+#include <stdexcept>
+
 #include "golden.h"
 #include "output.h"
 #include "scripted_system.h"
@@ -108,6 +112,7 @@ TEST_F(Library, DestroysWithoutGoodbyeOrStop) {
   CreateSSDP(true);
   Initialize();
   m_system.log.clear();
+  seam::failures.stop = [this] { return m_system.log.push_back("stop"), false; };
   DestroySSDP();
   EXPECT_THAT(m_system.log, IsEmpty());
   ssdpserver = nullptr;
@@ -183,6 +188,41 @@ TEST_F(Library, EmptiesTheArgumentWhenTheUuidCannotBeRead) {
             " source/ssdp.cpp\n");
   EXPECT_EQ(result, 1);
   EXPECT_EQ(uuid, "");
+}
+
+// Not only running out of memory: the C++ library's exceptions are many.
+TEST_F(Library, LetsNoExceptionOut) {
+  CreateSSDP(false);
+  SetCallback([](auto...) {}, nullptr);
+  Initialize();
+  const auto fail = [](auto...) -> bool { throw std::runtime_error("odd"); };
+  seam::failures.get_config = seam::failures.set_config = fail;
+  seam::failures.store_deinit = fail;
+  const auto expect_caught = [](const char* name, const std::string& file,
+                                const std::function<int()>& call) {
+    int result = 0;
+    EXPECT_THAT(OutputOf([&] { EXPECT_NO_THROW(result = call()) << name; }),
+                testing::StartsWith(std::string("[#] ") + name + ": odd failed. \n " + file));
+    EXPECT_EQ(result, 1) << name;
+  };
+  const char file[] = "source/libssdp.cpp\n";
+  expect_caught("SetNotifyTimeOut", file, [] { return SetNotifyTimeOut(1); });
+  expect_caught("SetMSearchTimeOut", file, [] { return SetMSearchTimeOut(1); });
+  expect_caught("SetStatus", file, [] { return SetStatus("x"); });
+  expect_caught("SetNetworkInterface", file, [] { return SetNetworkInterface("x"); });
+  expect_caught("SetDomainName", file, [] { return SetDomainName("x"); });
+  expect_caught("SetDeviceType", file, [] { return SetDeviceType("x"); });
+  expect_caught("SetVersionInfo", file, [] { return SetVersionInfo("x"); });
+  expect_caught("SetUserAgent", file, [] { return SetUserAgent("x"); });
+  expect_caught("SetServerInfo", file, [] { return SetServerInfo("x"); });
+  expect_caught("SetUUID", file, [] { return SetUUID("x"); });
+  std::string uuid;
+  expect_caught("GetUUID", file, [&] { return GetUUID(uuid); });
+  expect_caught("AnnounceNetwork", "source/ssdphandler.cpp\n", [] { return Announce(); });
+  expect_caught("SearchNetwork", "source/ssdphandler.cpp\n", [] { return Search(); });
+  expect_caught("Initialize", file, [] { return Initialize(); });
+  seam::failures.get_config = nullptr;  // which the byebye needs
+  expect_caught("Uninitialize", file, [] { return Uninitialize(); });
 }
 
 TEST_F(Library, InitializesAndUninitializesTheService) {
