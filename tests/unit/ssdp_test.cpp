@@ -4,6 +4,8 @@
 #include <gmock/gmock.h>
 
 #include <cerrno>
+#include <map>
+#include <set>
 
 #include "golden.h"
 #include "output.h"
@@ -239,6 +241,21 @@ TEST_F(Service, MakesFreshWorkersWhenItStartsAgain) {
   EXPECT_EQ(m_ssdp.DeInit(), 0);
 }
 
+TEST_F(Service, ReadsTheInterfaceAgainWhenItStartsAgain) {
+  m_ssdp.Init();
+  m_ssdp.DeInit();
+  m_system.log.clear();
+  seam::failures.get_config = [this](const std::string& name) {
+    if (name == SSDP_CONFIG_NETWORK_INTERFACE) m_system.log.push_back("interface");
+    return false;
+  };
+  EXPECT_EQ(m_ssdp.Init(), 0);
+  EXPECT_THAT(m_system.log,
+              ElementsAre("socket", "fcntl", "setsockopt", "bind", "setsockopt", "socket", "fcntl",
+                          "bind", "setsockopt", "getifaddrs", "interface", "pthread_create",
+                          "getifaddrs", "interface", "pthread_create", "pthread_create"));
+}
+
 // That thread uses the handler, which is about to go.
 TEST_F(Service, EndsItsOwnThreadBeforeItMakesAFreshHandlerAfterAStopThatFailedHalfWay) {
   m_ssdp.Init();
@@ -282,6 +299,63 @@ TEST_F(Service, ReportsASettingThatCannotBeWrittenOrRead) {
             " source/ssdp.cpp\n");
   EXPECT_EQ(set, 1);
   EXPECT_EQ(get, 1);
+}
+
+TEST_F(Service, ReplacesAContextByANullOne) {
+  static void* heard;
+  const auto hear = [](const DeviceInfo*, DeviceInfo*, unsigned int, void* context) {
+    heard = context;
+  };
+  EXPECT_EQ(m_ssdp.SetCallback(hear, &heard), 0);
+  SSDP::Callback(&m_ssdp, nullptr, false, true);
+  EXPECT_EQ(heard, &heard);
+  EXPECT_EQ(m_ssdp.SetCallback(hear, nullptr), 0);
+  SSDP::Callback(&m_ssdp, nullptr, false, true);
+  EXPECT_EQ(heard, nullptr);
+}
+
+TEST_F(Service, TellsDevicesApartWhoseUuidsDifferOnlyAtTheEnd) {
+  const std::set<std::string> uuids = {"2f402f80-da50-11e1-9b23-001788255acc",
+                                       "2f402f80-da50-11e1-9b23-001788255acd",
+                                       "2f402f80-da50-11e1-9b23-001788255ac",
+                                       "a",
+                                       "b",
+                                       ""};
+  const auto known = [this] {
+    std::map<std::string, DeviceInfo*> devices;
+    m_ssdp.GetDevices(devices);
+    std::set<std::string> names;
+    for (const auto& [uuid, device] : devices) {
+      EXPECT_EQ(device->m_uuid, uuid);
+      names.insert(uuid);
+    }
+    return names;
+  };
+  m_ssdp.Init();
+  DeviceInfo device;
+  for (const std::string& uuid : uuids) {
+    device.m_uuid = uuid;
+    SSDP::Callback(&m_ssdp, &device, true, false);
+  }
+  EXPECT_EQ(known(), uuids);
+  std::set<std::string> left = uuids;
+  for (const std::string& uuid : uuids) {
+    device.m_uuid = uuid;
+    SSDP::Callback(&m_ssdp, &device, false, false);
+    left.erase(uuid);
+    EXPECT_EQ(known(), left);
+  }
+  m_ssdp.DeInit();
+}
+
+TEST_F(Service, ForgetsItsDevicesUnderTheTablesLockOnceEveryThreadHasEnded) {
+  m_ssdp.Init();
+  m_system.log.clear();
+  m_system.LogLocks();
+  EXPECT_EQ(m_ssdp.DeInit(), 0);
+  ASSERT_GE(m_system.log.size(), 3u);
+  EXPECT_THAT(std::vector<std::string>(m_system.log.end() - 3, m_system.log.end()),
+              ElementsAre("pthread_join", "lock", "unlock"));
 }
 
 TEST_F(Service, AnnouncesWheneverItIsAsked) {
