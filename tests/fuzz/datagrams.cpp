@@ -1,12 +1,21 @@
 // SPDX-License-Identifier: MIT
 // The targets that are one datagram: before it and after it comes a valid one, which must be
 // understood and may show nothing of the other.
+#include <algorithm>
+#include <ctime>
 #include <limits>
 
 #include "targets.h"
 #include "trial.h"
 
 namespace fuzz {
+
+int64_t OnTheClock(int64_t second) {
+  if constexpr (sizeof(time_t) > sizeof(int32_t)) return second;
+  constexpr int64_t longest_delay = std::numeric_limits<int32_t>::max() / 1000 + 1;
+  return std::clamp<int64_t>(second, -longest_delay,
+                             std::numeric_limits<int32_t>::max() - 2 * longest_delay);
+}
 
 uint32_t Hash(const std::string& input) {
   uint32_t hash = 2166136261U;  // FNV-1a
@@ -21,7 +30,7 @@ constexpr int64_t kMoments[] = {
     1000, 1800000000, 0, -5, std::numeric_limits<int32_t>::max() - 30, int64_t{1} << 40};
 
 void TakeChance(Chance& chance, uint32_t hash) {
-  chance.now = kMoments[hash % std::size(kMoments)];
+  chance.now = OnTheClock(kMoments[hash % std::size(kMoments)]);
   chance.microsecond = static_cast<int>(hash % 1000000);
   chance.random = static_cast<int>(hash >> 1);
   chance.host_throws = hash >> 28 == 0;

@@ -68,6 +68,7 @@ class Life {
     if (step == 2) chance.now += m_reader.Byte();
     if (step == 3) chance.now -= m_reader.Byte();
     if (step == 4) chance.now += m_reader.Int();
+    chance.now = OnTheClock(chance.now);
     if (step == 5) chance.random = m_reader.Int() & std::numeric_limits<int>::max();
     if (step == 6) chance.host_throws = m_reader.Byte() % 4 == 0;
     if (step == 7) SetSomething();

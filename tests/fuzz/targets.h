@@ -45,6 +45,10 @@ class Reader {
   size_t m_at = 0;
 };
 
+// The second that the clock is set to for `second`. Where time_t has 32 bits it stays so far from
+// both ends that a deadline, and the time between any two moments, don't leave it.
+int64_t OnTheClock(int64_t second);
+
 // A number that depends on every byte of the input: chance that is the same in every replay.
 uint32_t Hash(const std::string& input);
 

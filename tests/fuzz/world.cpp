@@ -134,11 +134,11 @@ void World::HookThreads() {
 void World::HookClock() {
   seam::calls.gettimeofday = [this](timeval* now) {
     ++m_clock_reads;
-    now->tv_sec = m_chance.now;
+    now->tv_sec = Second();
     now->tv_usec = m_chance.microsecond;
     return 0;
   };
-  seam::calls.time = [this](time_t*) { return m_chance.now; };
+  seam::calls.time = [this](time_t*) { return Second(); };
   seam::calls.ctime_r = [](const time_t*, char* text) { return std::strcpy(text, kDate); };
   seam::calls.rand = [this] { return m_chance.random; };
   seam::calls.usleep = [this](useconds_t) {
@@ -146,6 +146,12 @@ void World::HookClock() {
     if (m_running == m_service && !m_pause()) m_service->Stop();
     return 0;
   };
+}
+
+time_t World::Second() const {
+  const auto second = static_cast<time_t>(m_chance.now);
+  Require(second == m_chance.now, "time_t holds the clock's second");
+  return second;
 }
 
 ssize_t World::Send(int fd, const char* data, size_t size, const sockaddr_in& to) {

@@ -6,6 +6,7 @@
 #include <pthread.h>
 
 #include <cstdint>
+#include <ctime>
 #include <functional>
 #include <map>
 #include <set>
@@ -19,7 +20,7 @@ namespace fuzz {
 
 // What the service can't decide for itself. The world acts on it, the model reckons with it.
 struct Chance {
-  int64_t now = 1000;        // the clock's second
+  int64_t now = 1000;        // the clock's second, which time_t must be able to hold
   int microsecond = 0;       // and its fraction
   int random = 0;            // the next of rand()
   bool sends_fail = false;   // no datagram leaves
@@ -68,6 +69,7 @@ class World {
   void HookThreads();
   void HookClock();
   ssize_t Receive(char* data, size_t size, sockaddr_in* from);
+  time_t Second() const;
   ssize_t Send(int fd, const char* data, size_t size, const sockaddr_in& to);
   void Run(libSSDP::WorkerThread* worker);
 

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include <ctime>
 #include <limits>
 
 #include "catalogue.h"
@@ -81,7 +82,8 @@ TEST(Number, TheDelayIsTheRemainderOfRand) {
   }
 }
 
-// The clock's second counts, whatever it is; the sum ends at the limits.
+// The clock's second counts, whatever it is; the sum ends at the limits. A 32-bit clock has fewer
+// seconds to count.
 TEST(Number, TheExpiryEndsAtTheLimitsOfItsType) {
   const struct {
     int64_t now;
@@ -98,6 +100,7 @@ TEST(Number, TheExpiryEndsAtTheLimitsOfItsType) {
       {-5, "5", 0},
   };
   for (const auto& sum : sums) {
+    if (static_cast<time_t>(sum.now) != sum.now) continue;
     Device device;
     device.chance.now = sum.now;
     const std::string alive = With(kAlive, "1800", sum.age);
