@@ -141,8 +141,8 @@ TEST_F(MemoryThreadTest, LosesAnswersOnly) {
   EXPECT_EQ(Uninitialize(), SSDP_SUCCESS);
 }
 
-// Every pass is due to announce, and has a device to sweep. One that fails says so, whether the
-// time-out can't be read or the announcement not be made.
+// Every pass is due to announce, and has a device to sweep. It prints why it doesn't announce: the
+// timeout can't be read, or the announcement can't be composed.
 TEST_F(MemoryThreadTest, SkipsPeriodicAnnouncementsOnly) {
   std::atomic<int> second{1000000};
   std::atomic<int> failures{0};

@@ -82,8 +82,8 @@ TEST(Number, TheDelayIsTheRemainderOfRand) {
   }
 }
 
-// The clock's second counts, whatever it is; the sum ends at the limits. A 32-bit clock has fewer
-// seconds to count.
+// The clock's second counts, whatever it is; the sum ends at the limits. A 32-bit clock
+// can't show all of these seconds.
 TEST(Number, TheExpiryEndsAtTheLimitsOfItsType) {
   const struct {
     int64_t now;

@@ -58,7 +58,7 @@ TEST(Sequence, AnAgeBeyondTheFieldIsKeptFromThenOn) {
   Device device;
   EXPECT_EQ(device.Group({{With(kAlive, "1800", "2147483647")}}),
             Added(Record("1234", 2147483647, "on")));
-  // Or as late as a 32-bit clock can be.
+  // A 32-bit clock ends earlier.
   device.chance.now = std::min<int64_t>(int64_t{1} << 40, std::numeric_limits<time_t>::max());
   device.world.Serve([] { return false; });
   EXPECT_EQ(device.world.Devices().size(), 1U);

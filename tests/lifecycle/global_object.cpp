@@ -79,7 +79,7 @@ int main() {
     std::printf("SKIPPED, no private network: %s\n", skipped.c_str());
     return std::getenv("LIBSSDP_REQUIRE_NETWORK") != nullptr ? 1 : 77;
   }
-  // Whatever the constructor registered is found again by the same names.
+  // Every setting has the name under which the constructor registered it.
   SetEverything();
   Expect(Await(heard), "the own announcement comes back");
   Expect(libSSDP::Search() == 0, "Search");

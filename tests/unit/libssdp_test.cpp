@@ -190,7 +190,7 @@ TEST_F(Library, EmptiesTheArgumentWhenTheUuidCannotBeRead) {
   EXPECT_EQ(uuid, "");
 }
 
-// Not only running out of memory: the C++ library's exceptions are many.
+// Every std::exception, not only std::bad_alloc.
 TEST_F(Library, LetsNoExceptionOut) {
   CreateSSDP(false);
   SetCallback([](auto...) {}, nullptr);

@@ -267,13 +267,13 @@ TEST_F(Base, PausesInsteadOfReceivingWithoutASocket) {
   EXPECT_THAT(m_system.log, ElementsAre("usleep"));
 }
 
-// Its number may be that of a descriptor of somebody else by then.
+// The application may have reused its number by then.
 TEST_F(Base, NeitherReceivesNorSendsOnASocketThatItHasClosed) {
   m_base.m_handle = 1000;
   m_base.Init();
   m_base.DeInit();
   m_system.log.clear();
-  m_system.Deliver("for somebody else");
+  m_system.Deliver("for another socket");
   m_base.Receive(m_datagram);
   EXPECT_STREQ(m_datagram.text, "");
   EXPECT_THAT(m_system.log, IsEmpty());
