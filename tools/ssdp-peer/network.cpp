@@ -5,18 +5,26 @@
 #include <ifaddrs.h>
 #include <linux/rtnetlink.h>
 #include <net/if.h>
+#include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
+#include <fstream>
+#include <sstream>
+
+#include "signals.h"
 
 namespace ssdp_peer {
 
 namespace {
 
 const char* const kGroup = "239.255.255.250";
+// All hosts (RFC 1112): every host is a member on every interface without joining.
+const char* const kAllHosts = "224.0.0.1";
 constexpr uint16_t kPort = 1900;
 
 class Socket {
@@ -44,6 +52,55 @@ std::string AddressText(const void* address) {
 
 int Error(bool succeeded) {
   return succeeded ? 0 : errno;
+}
+
+sockaddr_in Address(const char* address, uint16_t port) {
+  sockaddr_in result = {};
+  result.sin_family = AF_INET;
+  result.sin_port = htons(port);
+  inet_pton(AF_INET, address, &result.sin_addr);
+  return result;
+}
+
+// Port 1900 is shared as the library shares it; port 0 is one that no other socket has.
+int Bind(int socket, uint16_t port) {
+  const sockaddr_in address = Address("0.0.0.0", port);
+  const int reuse = port == kPort ? 1 : 0;
+  setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &reuse, sizeof(reuse));
+  return Error(bind(socket, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0);
+}
+
+int Send(int socket, const std::string& text, const sockaddr_in& to) {
+  return Error(sendto(socket, text.data(), text.size(), 0, reinterpret_cast<const sockaddr*>(&to),
+                      sizeof(to)) >= 0);
+}
+
+// A multicast datagram that doesn't leave this host: with a time to live of 0 the system only hands
+// it back to itself, as a datagram that came in at the route's interface. One to an address of our
+// own would come in at loopback, where firewalls let everything pass.
+void KeepOnThisHost(int socket, const Route& route) {
+  const unsigned char ttl = 0;
+  setsockopt(socket, IPPROTO_IP, IP_MULTICAST_TTL, &ttl, sizeof(ttl));
+  ip_mreqn way = {};
+  way.imr_address = Address(route.source.c_str(), 0).sin_addr;
+  way.imr_ifindex = static_cast<int>(if_nametoindex(route.interface.c_str()));
+  setsockopt(socket, IPPROTO_IP, IP_MULTICAST_IF, &way, sizeof(way));
+}
+
+// Whether `text` comes in before the deadline or a signal that ends the program; other datagrams
+// are dropped.
+bool AwaitText(int socket, const std::string& text, std::chrono::milliseconds patience) {
+  using std::chrono::steady_clock;
+  const auto deadline = steady_clock::now() + patience;
+  for (;;) {
+    const auto left =
+        std::chrono::ceil<std::chrono::milliseconds>(deadline - steady_clock::now()).count();
+    pollfd waiting = {socket, POLLIN, 0};
+    if (left <= 0 || StopAsked() || poll(&waiting, 1, static_cast<int>(left)) == 0) return false;
+    char received[64];
+    const ssize_t size = recv(socket, received, sizeof(received), MSG_DONTWAIT);
+    if (size >= 0 && text == std::string(received, static_cast<size_t>(size))) return true;
+  }
 }
 
 struct RouteRequest {
@@ -133,12 +190,7 @@ Route MulticastRoute() {
 
 int TryBind() {
   const Socket socket(AF_INET);
-  const int reuse = 1;
-  sockaddr_in address = {};
-  address.sin_family = AF_INET;
-  address.sin_port = htons(kPort);
-  setsockopt(socket.Get(), SOL_SOCKET, SO_REUSEADDR, &reuse, sizeof(reuse));
-  return Error(bind(socket.Get(), reinterpret_cast<sockaddr*>(&address), sizeof(address)) == 0);
+  return Bind(socket.Get(), kPort);
 }
 
 int TryJoin() {
@@ -150,12 +202,22 @@ int TryJoin() {
 
 int TrySend() {
   const Socket socket(AF_INET);
-  sockaddr_in address = {};
-  address.sin_family = AF_INET;
-  address.sin_port = htons(kPort);
-  inet_pton(AF_INET, kGroup, &address.sin_addr);
-  return Error(
-      sendto(socket.Get(), "", 0, 0, reinterpret_cast<sockaddr*>(&address), sizeof(address)) == 0);
+  return Send(socket.Get(), "", Address(kGroup, kPort));
+}
+
+Probe ProbeResponses(const Route& route, std::chrono::milliseconds patience) {
+  const Socket receiver(AF_INET);
+  const Socket sender(AF_INET);
+  if (const int error = Bind(receiver.Get(), 0)) return {error};
+  if (const int error = Bind(sender.Get(), kPort)) return {error};
+  KeepOnThisHost(sender.Get(), route);
+  sockaddr_in port = {};
+  socklen_t length = sizeof(port);
+  getsockname(receiver.Get(), reinterpret_cast<sockaddr*>(&port), &length);
+  const std::string text = "ssdp-peer " + std::to_string(getpid());
+  if (const int error = Send(sender.Get(), text, Address(kAllHosts, ntohs(port.sin_port))))
+    return {error};
+  return {0, AwaitText(receiver.Get(), text, patience)};
 }
 
 int ReceiveBuffer() {
@@ -164,6 +226,27 @@ int ReceiveBuffer() {
   socklen_t length = sizeof(size);
   getsockopt(socket.Get(), SOL_SOCKET, SO_RCVBUF, &size, &length);
   return size;
+}
+
+// proc(5), /proc/net/igmp: a line for each interface, "2 eth0 : 2 V3", and below it an indented one
+// for each group, its address in hexadecimal as it lies in memory.
+bool IsGroupJoined(const std::string& interface) {
+  char group[9];
+  std::snprintf(group, sizeof(group), "%08X", Address(kGroup, 0).sin_addr.s_addr);
+  std::ifstream table("/proc/net/igmp");
+  std::string current;
+  for (std::string line; std::getline(table, line);) {
+    std::istringstream fields(line);
+    std::string first;
+    fields >> first;
+    if (line[0] != '\t') {
+      fields >> current;  // a long name stands right before the colon
+      current.resize(std::min(current.size(), current.find(':')));
+    } else if (current == interface && first == group) {
+      return true;
+    }
+  }
+  return false;
 }
 
 std::string FindNetworkFault() {
