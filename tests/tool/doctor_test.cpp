@@ -45,27 +45,52 @@ TEST(Doctor, EachThingAnInterfaceLacksHasItsOwnRemedy) {
   EXPECT_EQ(JudgeEth0(0, {"10.77.0.1"}),
             (Finding{severity, "eth0 is down", "ip link set eth0 up"}));
   EXPECT_EQ(JudgeEth0(kGood, {}),
-            (Finding{severity, "eth0 has no IPv4 address", "ip addr add ADDRESS/24 dev eth0"}));
+            (Finding{severity, "eth0 has no IPv4 address",
+                     "give eth0 an IPv4 address, by DHCP or with ip addr add"}));
   EXPECT_EQ(
-      JudgeEth0(IFF_UP | IFF_MULTICAST, {"10.77.0.1"}),
+      JudgeEth0(IFF_UP | IFF_MULTICAST, {}),
       (Finding{severity, "eth0 has no carrier", "plug in the cable or join the wireless network"}));
   EXPECT_EQ(
       JudgeEth0(IFF_UP | IFF_RUNNING, {"10.77.0.1"}),
       (Finding{severity, "eth0 has multicast switched off", "ip link set eth0 multicast on"}));
 }
 
-TEST(Doctor, AnInterfaceThatIsNotThereIsAProblem) {
-  const std::vector<Interface> interfaces = {{"lo", IFF_UP, {}}, {"eth0", kGood, {}}};
-  EXPECT_EQ(JudgeInterface(interfaces, kEth0, "wlan\x1b"),
-            (Finding{Severity::kProblem, "there is no interface wlan\\x1b",
-                     "name one that exists with --interface: lo, eth0"}));
-  EXPECT_EQ(JudgeInterface(interfaces, {ENETUNREACH, "", ""}, "").severity, Severity::kProblem);
+const Interface kLoopback = {"lo", IFF_UP | IFF_LOOPBACK, {"127.0.0.1"}};
+const Interface kDown = {"eth0", 0, {"10.77.0.1"}};
+const Interface kReady = {"wlan0", kGood, {"10.0.0.1"}};
+const Route kNoRoute = {ENETUNREACH, "", ""};
+const char* const kConnect = "connect this host to a network";
+
+TEST(Doctor, AnUnknownInterfaceIsToldWithTheKnownOnes) {
+  EXPECT_EQ(JudgeInterface({kLoopback, kDown}, kEth0, "wlan\x1b"),
+            (Finding{Severity::kProblem, "no interface \"wlan\\x1b\"; there are lo and eth0",
+                     "name eth0 with --interface"}));
+  EXPECT_EQ(JudgeInterface({kLoopback, kDown, kReady}, kEth0, "eth9"),
+            (Finding{Severity::kProblem, "no interface \"eth9\"; there are lo, eth0 and wlan0",
+                     "name eth0 or wlan0 with --interface"}));
+  EXPECT_EQ(JudgeInterface({kLoopback}, kNoRoute, "eth9"),
+            (Finding{Severity::kProblem, "no interface \"eth9\"; there is lo", kConnect}));
 }
 
-TEST(Doctor, LoopbackReachesNobodyElse) {
-  EXPECT_EQ(
-      JudgeInterface({{"lo", IFF_UP | IFF_LOOPBACK, {"127.0.0.1"}}}, {0, "lo", ""}, "").severity,
-      Severity::kWarning);
+TEST(Doctor, WithoutRouteTheInterfaceThatIsThereIsJudged) {
+  EXPECT_EQ(JudgeInterface({kLoopback, kDown}, kNoRoute, ""),
+            (Finding{Severity::kProblem, "eth0 is down", "ip link set eth0 up"}));
+  EXPECT_EQ(JudgeInterface({kLoopback, kDown, kReady}, kNoRoute, ""),
+            Ok("wlan0 is up, has multicast and IPv4 address 10.0.0.1"));
+  EXPECT_EQ(JudgeInterface({kLoopback}, kNoRoute, ""),
+            (Finding{Severity::kProblem, "there is no interface but loopback", kConnect}));
+}
+
+TEST(Doctor, LoopbackReachesNoOtherHost) {
+  const Route route = {0, "lo", "127.0.0.1"};
+  const std::string text = "lo is loopback: only programs on this host can be found";
+  EXPECT_EQ(JudgeInterface({kLoopback}, route, ""), (Finding{Severity::kWarning, text, kConnect}));
+  EXPECT_EQ(JudgeInterface({kLoopback, kDown}, route, ""),
+            (Finding{Severity::kWarning, text, "ip link set eth0 up"}));
+  EXPECT_EQ(JudgeInterface({kLoopback, kReady}, route, ""),
+            (Finding{Severity::kWarning, text, "ip route replace 239.0.0.0/8 dev wlan0"}));
+  EXPECT_EQ(JudgeInterface({kLoopback, kReady}, {0, "wlan0", "10.0.0.1"}, "lo"),
+            (Finding{Severity::kWarning, text, "name wlan0 with --interface"}));
 }
 
 TEST(Doctor, TheRouteMustLeadToTheInterfaceAskedFor) {
@@ -74,18 +99,29 @@ TEST(Doctor, TheRouteMustLeadToTheInterfaceAskedFor) {
   EXPECT_EQ(JudgeRoute(kEth0, "eth1", "eth1"),
             (Finding{Severity::kProblem, "multicast leaves through eth0, not eth1",
                      "ip route replace 239.0.0.0/8 dev eth1"}));
-  EXPECT_EQ(JudgeRoute({ENETUNREACH, "", ""}, "", "eth1"),
-            (Finding{Severity::kProblem, "multicast has no way out: Network is unreachable",
+  EXPECT_EQ(JudgeRoute(kEth0, "lo", "eth0"),
+            (Finding{Severity::kProblem, "multicast leaves through eth0, not lo",
+                     "name eth0 with --interface"}));
+  EXPECT_EQ(JudgeRoute(kNoRoute, "", "eth1"),
+            (Finding{Severity::kProblem, "multicast has no route: Network is unreachable",
                      "ip route replace 239.0.0.0/8 dev eth1"}));
+  EXPECT_EQ(JudgeRoute(kNoRoute, "", "").remedy, kConnect);
 }
 
-TEST(Doctor, ARemedyNamesAnInterfaceThatIsThere) {
-  const std::vector<Interface> interfaces = {{"lo", IFF_UP | IFF_LOOPBACK, {"127.0.0.1"}},
-                                             {"tun0", kGood, {}},
-                                             {"wlan0", kGood, {"10.0.0.1"}}};
-  EXPECT_EQ(FittingInterface(interfaces, "eth1"), "eth1");
-  EXPECT_EQ(FittingInterface(interfaces, ""), "wlan0");
-  EXPECT_EQ(FittingInterface({}, ""), "INTERFACE");
+TEST(Doctor, ARouteWithoutSourceAddressIsAProblem) {
+  EXPECT_EQ(JudgeRoute({0, "eth0", ""}, "", "eth0"),
+            (Finding{Severity::kProblem, "multicast leaves through eth0 without a source address",
+                     "give eth0 an IPv4 address of global scope"}));
+}
+
+TEST(Doctor, ARemedyNamesAnInterfaceThatIsThereAndNeverLoopback) {
+  const Interface bare = {"tun0", kGood, {}};
+  EXPECT_EQ(FittingInterface({kLoopback, kDown, kReady}, "eth0"), "eth0");
+  EXPECT_EQ(FittingInterface({kLoopback, bare, kReady}, ""), "wlan0");
+  EXPECT_EQ(FittingInterface({kLoopback, kReady}, "lo"), "wlan0");
+  EXPECT_EQ(FittingInterface({kLoopback, bare, kDown}, ""), "eth0");
+  EXPECT_EQ(FittingInterface({kLoopback, bare}, "eth9"), "tun0");
+  EXPECT_EQ(FittingInterface({kLoopback}, "lo"), "");
 }
 
 TEST(Doctor, TheGroup) {
@@ -103,7 +139,7 @@ TEST(Doctor, ThePortAndWhoHoldsIt) {
             Ok("UDP port 1900 is shared with a (pid 1), b (pid 2)"));
   EXPECT_EQ(
       JudgePort(EADDRINUSE, {"a (pid 1)"}),
-      (Finding{Severity::kProblem, "UDP port 1900 is taken by a (pid 1), which doesn't share it",
+      (Finding{Severity::kProblem, "UDP port 1900 is in use by a (pid 1), which doesn't share it",
                "stop that program, or have it share the port (SO_REUSEADDR)"}));
   EXPECT_EQ(JudgePort(EACCES, {}).severity, Severity::kProblem);
 }
@@ -111,10 +147,56 @@ TEST(Doctor, ThePortAndWhoHoldsIt) {
 TEST(Doctor, AFirewallIsToldFromABrokenNetwork) {
   EXPECT_EQ(JudgeSend(0, "eth0").severity, Severity::kOk);
   EXPECT_EQ(JudgeSend(EPERM, "eth0"),
-            (Finding{Severity::kProblem, "a firewall on this machine forbids sending to the group",
+            (Finding{Severity::kProblem, "a firewall on this host forbids sending to the group",
                      "let UDP to 239.255.255.250 port 1900 out"}));
   EXPECT_EQ(JudgeSend(ENETUNREACH, "eth0").text,
             "sending to the group fails: Network is unreachable");
+}
+
+TEST(Doctor, ProgramsOutsideTheGroupAreDeaf) {
+  const std::string remedy =
+      "restart it, or let it call Uninitialize and Initialize: its network came or changed after "
+      "its start";
+  EXPECT_EQ(
+      JudgeRunning({"a (pid 1)"}, "eth0", false),
+      (Finding{Severity::kWarning, "a (pid 1) hears nothing: not in the group on eth0", remedy}));
+  EXPECT_EQ(JudgeRunning({"a (pid 1)", "b (pid 2)"}, "eth0", false).text,
+            "a (pid 1) and b (pid 2) hear nothing: not in the group on eth0");
+  EXPECT_EQ(JudgeRunning({"a (pid 1)"}, "eth0", true).severity, Severity::kOk);
+  EXPECT_EQ(JudgeRunning({}, "eth0", false).severity, Severity::kOk);
+}
+
+TEST(Doctor, ResponsesHaveFaultsOfTheirOwn) {
+  EXPECT_EQ(JudgeResponses({0, true}).severity, Severity::kOk);
+  EXPECT_EQ(JudgeResponses({EPERM, false}),
+            (Finding{Severity::kProblem, "a firewall on this host forbids sending from port 1900",
+                     "let UDP from port 1900 out, to any port"}));
+  EXPECT_EQ(JudgeResponses({ENOBUFS, false}).severity, Severity::kWarning);
+}
+
+// Whoever follows the remedy of the first problem must not meet the second.
+TEST(Doctor, BothFirewallRemediesNameBothRules) {
+  const std::string remedy =
+      "let in through this host's firewall: UDP to port 1900, and UDP from port 1900 to any port";
+  EXPECT_EQ(JudgeEcho(Echo::kSilence).remedy, remedy);
+  EXPECT_EQ(JudgeResponses({0, false}),
+            (Finding{Severity::kProblem,
+                     "what comes from port 1900, as search responses do, is dropped", remedy}));
+}
+
+TEST(Doctor, TheVerdictIsTheWorstFindingsFirst) {
+  const Finding warning = {Severity::kWarning, "lo is slow", "cure it"};
+  const Finding problem = {Severity::kProblem, "eth0 is down", "ip link set eth0 up"};
+  const Finding later = {Severity::kProblem, "eth1 is down", "ip link set eth1 up"};
+  EXPECT_EQ(JudgeAll({Ok("a")}),
+            Ok("Discovery works as far as this host can test it; run the doctor on the other host "
+               "too."));
+  EXPECT_EQ(
+      JudgeAll({Ok("a"), warning}),
+      (Finding{Severity::kWarning,
+               "Discovery works as far as this host can test it, but lo is slow.", "cure it"}));
+  EXPECT_EQ(JudgeAll({warning, problem, later}),
+            (Finding{Severity::kProblem, "Fix this first: eth0 is down.", "ip link set eth0 up"}));
 }
 
 TEST(Doctor, OurOwnAnnouncement) {

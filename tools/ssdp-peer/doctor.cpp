@@ -32,62 +32,128 @@ std::string Joined(const std::vector<std::string>& texts) {
   return all;
 }
 
-std::string RouteCommand(const std::string& interface) {
+const char* const kConnect = "connect this host to a network";
+
+// Both rules, whichever is missing: with the first alone a search finds no device.
+const char* const kLetIn =
+    "let in through this host's firewall: UDP to port 1900, and UDP from port 1900 to any port";
+
+std::string Give(const std::string& interface) {
+  return "give " + interface + " an IPv4 address, by DHCP or with ip addr add";
+}
+
+std::string RouteRemedy(const std::string& interface) {
+  if (interface.empty()) return kConnect;
   return "ip route replace 239.0.0.0/8 dev " + Printable(interface);
+}
+
+std::string NameRemedy(const std::string& interfaces) {
+  return interfaces.empty() ? kConnect : "name " + interfaces + " with --interface";
 }
 
 // What a receiver's socket is charged for one message of ours, with the kernel's own overhead.
 constexpr int kBytesADatagram = 1280;
 
+bool IsLoopback(const Interface& interface) {
+  return (interface.flags & IFF_LOOPBACK) != 0;
+}
+
+const Interface* Find(const std::vector<Interface>& interfaces, const std::string& name) {
+  const auto found = std::find_if(interfaces.begin(), interfaces.end(),
+                                  [&](const Interface& known) { return known.name == name; });
+  return found == interfaces.end() ? nullptr : &*found;
+}
+
+// "lo, eth0 and wlan0"
+std::string Listed(const std::vector<std::string>& texts, const std::string& last_joint) {
+  std::string all;
+  for (size_t i = 0; i < texts.size(); ++i)
+    all += (i == 0 ? "" : i + 1 == texts.size() ? last_joint : ", ") + texts[i];
+  return all;
+}
+
+Finding JudgeUnknown(const std::vector<Interface>& interfaces, const std::string& asked) {
+  std::vector<std::string> known;
+  std::vector<std::string> others;  // that a remedy may name
+  for (const auto& interface : interfaces) {
+    known.push_back(Printable(interface.name));
+    if (!IsLoopback(interface)) others.push_back(known.back());
+  }
+  return Problem("no interface \"" + Printable(asked) + "\"; there " +
+                     (known.size() == 1 ? "is " : "are ") + Listed(known, " and "),
+                 NameRemedy(Listed(others, " or ")));
+}
+
+Finding JudgeState(const Interface& interface) {
+  const std::string shown = Printable(interface.name);
+  if ((interface.flags & IFF_UP) == 0)
+    return Problem(shown + " is down", "ip link set " + shown + " up");
+  if ((interface.flags & IFF_RUNNING) == 0)
+    return Problem(shown + " has no carrier", "plug in the cable or join the wireless network");
+  if (interface.addresses.empty()) return Problem(shown + " has no IPv4 address", Give(shown));
+  if ((interface.flags & IFF_MULTICAST) == 0)
+    return Problem(shown + " has multicast switched off", "ip link set " + shown + " multicast on");
+  return Ok(shown + " is up, has multicast and IPv4 address " + Joined(interface.addresses));
+}
+
+// How well an interface fits as the network's; 0 for loopback.
+int Rank(const Interface& interface) {
+  if (IsLoopback(interface)) return 0;
+  if (JudgeState(interface).severity == Severity::kOk) return 3;
+  return interface.addresses.empty() ? 1 : 2;
+}
+
+Finding JudgeLoopback(const std::vector<Interface>& interfaces, const std::string& loopback,
+                      const std::string& asked) {
+  const std::string fitting = FittingInterface(interfaces, "");
+  const Interface* other = Find(interfaces, fitting);
+  std::string remedy = other == nullptr ? kConnect : JudgeState(*other).remedy;
+  if (remedy.empty()) remedy = asked.empty() ? RouteRemedy(fitting) : NameRemedy(fitting);
+  return Warning(Printable(loopback) + " is loopback: only programs on this host can be found",
+                 remedy);
+}
+
 }  // namespace
 
 const char* SeverityName(Severity severity) {
-  static const char* const kNames[] = {"ok", "warning", "problem"};
+  static const char* const kNames[] = {"ok", "skipped", "warning", "problem"};
   return kNames[static_cast<int>(severity)];
 }
 
 std::string FittingInterface(const std::vector<Interface>& interfaces, const std::string& asked) {
-  if (!asked.empty()) return asked;
-  for (const auto& interface : interfaces)
-    if ((interface.flags & IFF_LOOPBACK) == 0 && !interface.addresses.empty())
-      return interface.name;
-  return "INTERFACE";
+  const Interface* named = Find(interfaces, asked);
+  if (named != nullptr && !IsLoopback(*named)) return asked;
+  std::string best;
+  int best_rank = 0;
+  for (const auto& interface : interfaces) {
+    if (Rank(interface) <= best_rank) continue;
+    best = interface.name;
+    best_rank = Rank(interface);
+  }
+  return best;
 }
 
 Finding JudgeInterface(const std::vector<Interface>& interfaces, const Route& route,
                        const std::string& asked) {
-  const std::string name = asked.empty() ? route.interface : asked;
-  if (name.empty())
-    return Problem("no interface is named, and no multicast route leads to one",
-                   "name one with --interface: " + Joined(Names(interfaces)));
-  const auto found = std::find_if(interfaces.begin(), interfaces.end(),
-                                  [&](const Interface& known) { return known.name == name; });
-  const std::string shown = Printable(name);
-  if (found == interfaces.end())
-    return Problem("there is no interface " + shown,
-                   "name one that exists with --interface: " + Joined(Names(interfaces)));
-  if ((found->flags & IFF_UP) == 0)
-    return Problem(shown + " is down", "ip link set " + shown + " up");
-  if (found->addresses.empty())
-    return Problem(shown + " has no IPv4 address", "ip addr add ADDRESS/24 dev " + shown);
-  if ((found->flags & IFF_LOOPBACK) != 0)
-    return Warning(shown + " is loopback: only programs on this machine can be found",
-                   "name the network's interface with --interface");
-  if ((found->flags & IFF_RUNNING) == 0)
-    return Problem(shown + " has no carrier", "plug in the cable or join the wireless network");
-  if ((found->flags & IFF_MULTICAST) == 0)
-    return Problem(shown + " has multicast switched off", "ip link set " + shown + " multicast on");
-  return Ok(shown + " is up, has multicast and IPv4 address " + Joined(found->addresses));
+  if (!asked.empty() && Find(interfaces, asked) == nullptr) return JudgeUnknown(interfaces, asked);
+  std::string name = asked.empty() ? route.interface : asked;
+  if (name.empty()) name = FittingInterface(interfaces, "");
+  const Interface* interface = Find(interfaces, name);
+  if (interface == nullptr) return Problem("there is no interface but loopback", kConnect);
+  return IsLoopback(*interface) ? JudgeLoopback(interfaces, name, asked) : JudgeState(*interface);
 }
 
 Finding JudgeRoute(const Route& route, const std::string& asked, const std::string& fitting) {
   if (route.error != 0)
-    return Problem("multicast has no way out: " + std::string(std::strerror(route.error)),
-                   RouteCommand(fitting));
+    return Problem("multicast has no route: " + std::string(std::strerror(route.error)),
+                   RouteRemedy(fitting));
   const std::string shown = Printable(route.interface);
   if (!asked.empty() && asked != route.interface)
     return Problem("multicast leaves through " + shown + ", not " + Printable(asked),
-                   RouteCommand(fitting));
+                   asked == fitting ? RouteRemedy(fitting) : NameRemedy(fitting));
+  if (route.source.empty())
+    return Problem("multicast leaves through " + shown + " without a source address",
+                   "give " + shown + " an IPv4 address of global scope");
   return Ok("multicast leaves through " + shown + ", from " + route.source);
 }
 
@@ -95,29 +161,40 @@ Finding JudgeGroup(int error, const std::string& fitting) {
   if (error == 0) return Ok("the group 239.255.255.250 can be joined");
   return Problem(
       "the group 239.255.255.250 can't be joined: " + std::string(std::strerror(error)),
-      error == ENOBUFS ? "sysctl -w net.ipv4.igmp_max_memberships=64" : RouteCommand(fitting));
+      error == ENOBUFS ? "sysctl -w net.ipv4.igmp_max_memberships=64" : RouteRemedy(fitting));
 }
 
 Finding JudgePort(int error, const std::vector<std::string>& holders) {
   if (error == EADDRINUSE)
-    return Problem("UDP port 1900 is taken by " +
-                       (holders.empty() ? "a program unknown" : Joined(holders)) +
+    return Problem("UDP port 1900 is in use by " +
+                       (holders.empty() ? "an unknown program" : Joined(holders)) +
                        ", which doesn't share it",
                    "stop that program, or have it share the port (SO_REUSEADDR)");
   if (error != 0)
-    return Problem("UDP port 1900 can't be had: " + std::string(std::strerror(error)),
+    return Problem("UDP port 1900 can't be bound: " + std::string(std::strerror(error)),
                    "run where programs may use the network");
   if (!holders.empty()) return Ok("UDP port 1900 is shared with " + Joined(holders));
   return Ok("UDP port 1900 is free");
 }
 
+// A socket hears the group where any socket of the host is a member. Where none is, no program
+// hears it: each was started without a network, or the interface was made again since.
+Finding JudgeRunning(const std::vector<std::string>& holders, const std::string& interface,
+                     bool joined) {
+  if (holders.empty() || joined) return Ok("no program with UDP port 1900 is deaf to the group");
+  return Warning(Listed(holders, " and ") + (holders.size() == 1 ? " hears" : " hear") +
+                     " nothing: not in the group on " + Printable(interface),
+                 "restart it, or let it call Uninitialize and Initialize: its network came or "
+                 "changed after its start");
+}
+
 Finding JudgeSend(int error, const std::string& fitting) {
   if (error == 0) return Ok("the system lets datagrams to the group leave");
   if (error == EPERM)
-    return Problem("a firewall on this machine forbids sending to the group",
+    return Problem("a firewall on this host forbids sending to the group",
                    "let UDP to 239.255.255.250 port 1900 out");
   return Problem("sending to the group fails: " + std::string(std::strerror(error)),
-                 RouteCommand(fitting));
+                 RouteRemedy(fitting));
 }
 
 Finding JudgeEcho(Echo echo) {
@@ -125,13 +202,24 @@ Finding JudgeEcho(Echo echo) {
     case Echo::kHeard:
       return Ok("our own announcement came back");
     case Echo::kSilence:
-      return Problem("our own announcement didn't come back",
-                     "let UDP to port 1900 in, in this machine's firewall");
+      return Problem("our own announcement didn't come back", kLetIn);
     case Echo::kNotSent:
-      return Problem("our own announcement could not be sent", "mend what is said above first");
+      return Problem("our own announcement could not be sent", "read the lines on standard error");
     default:
       return Problem("the service could not start", "read the lines on standard error");
   }
+}
+
+Finding JudgeResponses(const Probe& probe) {
+  if (probe.error == EPERM)
+    return Problem("a firewall on this host forbids sending from port 1900",
+                   "let UDP from port 1900 out, to any port");
+  if (probe.error != 0)
+    return Warning("no response could be tried: " + std::string(std::strerror(probe.error)),
+                   "search from this host for a device on another one");
+  if (!probe.heard)
+    return Problem("what comes from port 1900, as search responses do, is dropped", kLetIn);
+  return Ok("what comes from port 1900, as search responses do, comes in");
 }
 
 Finding JudgeBuffer(int bytes) {
@@ -154,6 +242,18 @@ std::vector<Finding> JudgeSettings(const Options& options) {
                                      "shorten " + message.longest_part));
   }
   return findings;
+}
+
+Finding JudgeAll(const std::vector<Finding>& findings) {
+  const auto worst =
+      std::max_element(findings.begin(), findings.end(),
+                       [](const Finding& a, const Finding& b) { return a.severity < b.severity; });
+  if (worst != findings.end() && worst->severity == Severity::kProblem)
+    return Problem("Fix this first: " + worst->text + ".", worst->remedy);
+  const std::string good = "Discovery works as far as this host can test it";
+  if (worst != findings.end() && worst->severity == Severity::kWarning)
+    return Warning(good + ", but " + worst->text + ".", worst->remedy);
+  return Ok(good + "; run the doctor on the other host too.");
 }
 
 }  // namespace ssdp_peer

@@ -19,12 +19,12 @@ std::string Fitting(const Options& options) {
   return FittingInterface(Interfaces(), options.interface);
 }
 
-// Loopback takes no time; a machine that is busy does.
-constexpr std::chrono::seconds kEchoTime(5);
+// What this host sends to itself takes no time, unless the host is busy.
+constexpr std::chrono::seconds kPatience(5);
 
 bool HearOurselves(Session& session) {
   using Clock = std::chrono::steady_clock;
-  const auto deadline = Clock::now() + kEchoTime;
+  const auto deadline = Clock::now() + kPatience;
   pollfd waiting[] = {{session.Descriptor(), POLLIN, 0}, {SignalDescriptor(), POLLIN, 0}};
   while (Clock::now() < deadline && !StopAsked()) {
     for (const auto& event : session.Take())
@@ -43,33 +43,36 @@ Echo ListenForOurselves(const Options& options) {
   return session.End() ? echo : Echo::kNotSent;
 }
 
-Findings CheckEcho(const Options& options) {
-  if (TrySend() != 0) return {JudgeEcho(Echo::kNotSent)};  // a service would end up stuck
-  if (!FindLongMessage(options).empty())
-    return {{Severity::kWarning, "not announced: the messages are too long",
-             "shorten the settings below first"}};
-  return {JudgeEcho(ListenForOurselves(options))};
+Findings CheckRunning(const Options&) {
+  const std::string interface = MulticastRoute().interface;
+  return {JudgeRunning(PortHolders(), interface, IsGroupJoined(interface))};
 }
 
 }  // namespace
 
 const std::vector<Check> kChecks = {
-    {"interface",
+    {"interface", false,
      [](const Options& options) {
        return Findings{JudgeInterface(Interfaces(), MulticastRoute(), options.interface)};
      }},
-    {"route",
+    {"route", true,
      [](const Options& options) {
        return Findings{JudgeRoute(MulticastRoute(), options.interface, Fitting(options))};
      }},
-    {"group",
+    {"group", true,
      [](const Options& options) { return Findings{JudgeGroup(TryJoin(), Fitting(options))}; }},
-    {"port", [](const Options&) { return Findings{JudgePort(TryBind(), PortHolders())}; }},
-    {"send",
+    {"port", false, [](const Options&) { return Findings{JudgePort(TryBind(), PortHolders())}; }},
+    {"running", true, CheckRunning},
+    {"buffer", false, [](const Options&) { return Findings{JudgeBuffer(ReceiveBuffer())}; }},
+    {"settings", false, [](const Options& options) { return JudgeSettings(options); }},
+    {"send", true,
      [](const Options& options) { return Findings{JudgeSend(TrySend(), Fitting(options))}; }},
-    {"echo", CheckEcho},
-    {"buffer", [](const Options&) { return Findings{JudgeBuffer(ReceiveBuffer())}; }},
-    {"settings", [](const Options& options) { return JudgeSettings(options); }},
+    {"echo", true,
+     [](const Options& options) { return Findings{JudgeEcho(ListenForOurselves(options))}; }},
+    {"responses", true,
+     [](const Options&) {
+       return Findings{JudgeResponses(ProbeResponses(MulticastRoute(), kPatience))};
+     }},
 };
 
 }  // namespace ssdp_peer

@@ -1,6 +1,4 @@
 // SPDX-License-Identifier: MIT
-#include <algorithm>
-
 #include "doctor.h"
 #include "json.h"
 #include "signals.h"
@@ -12,9 +10,9 @@ namespace ssdp_peer {
 
 namespace {
 
-// The severity in its colour: green, yellow, red.
+// The severity in its color: green, gray, yellow, red.
 std::string SeverityText(Severity severity, bool color) {
-  static const char* const kColors[] = {"32", "33", "31"};
+  static const char* const kColors[] = {"32", "90", "33", "31"};
   std::string word = Fit(SeverityName(severity), 9);
   if (!color) return word;
   return std::string("\x1b[") + kColors[static_cast<int>(severity)] + "m" + word + "\x1b[0m";
@@ -30,19 +28,36 @@ void Tell(const Check& check, const Finding& finding, const Options& options, Ou
   if (!finding.remedy.empty()) output.Line(std::string(19, ' ') + "-> " + finding.remedy);
 }
 
+Finding Skipped() {
+  return {Severity::kSkipped, "not tested: fix the problems above first", ""};
+}
+
+// Empty when a signal came.
+std::vector<Finding> RunChecks(const Options& options, Output& output) {
+  std::vector<Finding> all;
+  bool problem = false;
+  for (const auto& check : kChecks) {
+    const bool skip = check.needs_all && problem;
+    const auto findings = skip ? std::vector<Finding>{Skipped()} : check.run(options);
+    for (const auto& finding : findings) {
+      if (StopAsked()) return {};
+      Tell(check, finding, options, output);
+      problem = problem || finding.severity == Severity::kProblem;
+      all.push_back(finding);
+    }
+  }
+  return all;
+}
+
 }  // namespace
 
 int Doctor(const Options& options, Output& output) {
-  Severity worst = Severity::kOk;
-  for (const auto& check : kChecks) {
-    for (const auto& finding : check.run(options)) {
-      if (StopAsked()) return kNetwork;
-      Tell(check, finding, options, output);
-      worst = std::max(worst, finding.severity);
-    }
-  }
-  if (worst == Severity::kProblem) return kNetwork;
-  return worst == Severity::kWarning ? kNothing : kDone;
+  const auto findings = RunChecks(options, output);
+  if (findings.empty()) return kNetwork;
+  const Finding verdict = JudgeAll(findings);
+  output.Line(options.json ? JsonFinding("verdict", verdict) : verdict.text);
+  if (verdict.severity == Severity::kProblem) return kNetwork;
+  return verdict.severity == Severity::kWarning ? kNothing : kDone;
 }
 
 }  // namespace ssdp_peer
