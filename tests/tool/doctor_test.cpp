@@ -37,7 +37,7 @@ Finding JudgeEth0(unsigned int flags, const std::vector<std::string>& addresses)
 
 TEST(Doctor, AnInterfaceThatHasAllIsOk) {
   EXPECT_EQ(JudgeEth0(kGood, {"10.77.0.1", "10.77.0.9"}),
-            Ok("eth0 is up, has multicast and IPv4 address 10.77.0.1, 10.77.0.9"));
+            Ok("eth0 is up, has multicast and IPv4 address 10.77.0.1 and 10.77.0.9"));
 }
 
 TEST(Doctor, EachThingAnInterfaceLacksHasItsOwnRemedy) {
@@ -136,7 +136,7 @@ TEST(Doctor, TheGroup) {
 TEST(Doctor, ThePortAndWhoHoldsIt) {
   EXPECT_EQ(JudgePort(0, {}), Ok("UDP port 1900 is free"));
   EXPECT_EQ(JudgePort(0, {"a (pid 1)", "b (pid 2)"}),
-            Ok("UDP port 1900 is shared with a (pid 1), b (pid 2)"));
+            Ok("UDP port 1900 is shared with a (pid 1) and b (pid 2)"));
   EXPECT_EQ(
       JudgePort(EADDRINUSE, {"a (pid 1)"}),
       (Finding{Severity::kProblem, "UDP port 1900 is in use by a (pid 1), which doesn't share it",

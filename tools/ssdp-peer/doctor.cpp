@@ -26,9 +26,11 @@ Finding Problem(const std::string& text, const std::string& remedy) {
   return {Severity::kProblem, text, remedy};
 }
 
-std::string Joined(const std::vector<std::string>& texts) {
+// "lo, eth0 and wlan0"
+std::string Listed(const std::vector<std::string>& texts, const std::string& last_joint = " and ") {
   std::string all;
-  for (const auto& text : texts) all += (all.empty() ? "" : ", ") + text;
+  for (size_t i = 0; i < texts.size(); ++i)
+    all += (i == 0 ? "" : i + 1 == texts.size() ? last_joint : ", ") + texts[i];
   return all;
 }
 
@@ -64,14 +66,6 @@ const Interface* Find(const std::vector<Interface>& interfaces, const std::strin
   return found == interfaces.end() ? nullptr : &*found;
 }
 
-// "lo, eth0 and wlan0"
-std::string Listed(const std::vector<std::string>& texts, const std::string& last_joint) {
-  std::string all;
-  for (size_t i = 0; i < texts.size(); ++i)
-    all += (i == 0 ? "" : i + 1 == texts.size() ? last_joint : ", ") + texts[i];
-  return all;
-}
-
 Finding JudgeUnknown(const std::vector<Interface>& interfaces, const std::string& asked) {
   std::vector<std::string> known;
   std::vector<std::string> others;  // that a remedy may name
@@ -80,7 +74,7 @@ Finding JudgeUnknown(const std::vector<Interface>& interfaces, const std::string
     if (!IsLoopback(interface)) others.push_back(known.back());
   }
   return Problem("no interface \"" + Printable(asked) + "\"; there " +
-                     (known.size() == 1 ? "is " : "are ") + Listed(known, " and "),
+                     (known.size() == 1 ? "is " : "are ") + Listed(known),
                  NameRemedy(Listed(others, " or ")));
 }
 
@@ -93,7 +87,7 @@ Finding JudgeState(const Interface& interface) {
   if (interface.addresses.empty()) return Problem(shown + " has no IPv4 address", Give(shown));
   if ((interface.flags & IFF_MULTICAST) == 0)
     return Problem(shown + " has multicast switched off", "ip link set " + shown + " multicast on");
-  return Ok(shown + " is up, has multicast and IPv4 address " + Joined(interface.addresses));
+  return Ok(shown + " is up, has multicast and IPv4 address " + Listed(interface.addresses));
 }
 
 // How well an interface fits as the network's; 0 for loopback.
@@ -167,13 +161,13 @@ Finding JudgeGroup(int error, const std::string& fitting) {
 Finding JudgePort(int error, const std::vector<std::string>& holders) {
   if (error == EADDRINUSE)
     return Problem("UDP port 1900 is in use by " +
-                       (holders.empty() ? "an unknown program" : Joined(holders)) +
+                       (holders.empty() ? "an unknown program" : Listed(holders)) +
                        ", which doesn't share it",
                    "stop that program, or have it share the port (SO_REUSEADDR)");
   if (error != 0)
     return Problem("UDP port 1900 can't be bound: " + std::string(std::strerror(error)),
                    "run where programs may use the network");
-  if (!holders.empty()) return Ok("UDP port 1900 is shared with " + Joined(holders));
+  if (!holders.empty()) return Ok("UDP port 1900 is shared with " + Listed(holders));
   return Ok("UDP port 1900 is free");
 }
 
@@ -182,7 +176,7 @@ Finding JudgePort(int error, const std::vector<std::string>& holders) {
 Finding JudgeRunning(const std::vector<std::string>& holders, const std::string& interface,
                      bool joined) {
   if (holders.empty() || joined) return Ok("no program with UDP port 1900 is deaf to the group");
-  return Warning(Listed(holders, " and ") + (holders.size() == 1 ? " hears" : " hear") +
+  return Warning(Listed(holders) + (holders.size() == 1 ? " hears" : " hear") +
                      " nothing: not in the group on " + Printable(interface),
                  "restart it, or let it call Uninitialize and Initialize: its network came or "
                  "changed after its start");

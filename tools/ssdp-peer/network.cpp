@@ -252,8 +252,9 @@ bool IsGroupJoined(const std::string& interface) {
 std::string FindNetworkFault() {
   if (const int error = TryJoin())
     return std::string("the group 239.255.255.250 can't be joined: ") + std::strerror(error);
-  if (const int error = TryBind())
-    return std::string("UDP port 1900 can't be had: ") + std::strerror(error);
+  const int error = TryBind();
+  if (error == EADDRINUSE) return "UDP port 1900 is in use by a program that doesn't share it";
+  if (error != 0) return std::string("UDP port 1900 can't be bound: ") + std::strerror(error);
   return "";
 }
 
