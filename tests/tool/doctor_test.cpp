@@ -144,11 +144,19 @@ TEST(Doctor, ThePortAndWhoHoldsIt) {
   EXPECT_EQ(JudgePort(EACCES, {}).severity, Severity::kProblem);
 }
 
+// Whoever follows the remedy of the first problem must not meet the second.
+const char* const kLetIn =
+    "let in through this host's firewall: UDP to port 1900, and UDP from port 1900 to any port";
+const char* const kLetOut =
+    "let out through this host's firewall: UDP to 239.255.255.250 port 1900, and UDP from port "
+    "1900 "
+    "to any port";
+
 TEST(Doctor, AFirewallIsToldFromABrokenNetwork) {
   EXPECT_EQ(JudgeSend(0, "eth0").severity, Severity::kOk);
   EXPECT_EQ(JudgeSend(EPERM, "eth0"),
             (Finding{Severity::kProblem, "a firewall on this host forbids sending to the group",
-                     "let UDP to 239.255.255.250 port 1900 out"}));
+                     kLetOut}));
   EXPECT_EQ(JudgeSend(ENETUNREACH, "eth0").text,
             "sending to the group fails: Network is unreachable");
 }
@@ -170,18 +178,15 @@ TEST(Doctor, ResponsesHaveFaultsOfTheirOwn) {
   EXPECT_EQ(JudgeResponses({0, true}).severity, Severity::kOk);
   EXPECT_EQ(JudgeResponses({EPERM, false}),
             (Finding{Severity::kProblem, "a firewall on this host forbids sending from port 1900",
-                     "let UDP from port 1900 out, to any port"}));
+                     kLetOut}));
   EXPECT_EQ(JudgeResponses({ENOBUFS, false}).severity, Severity::kWarning);
 }
 
-// Whoever follows the remedy of the first problem must not meet the second.
 TEST(Doctor, BothFirewallRemediesNameBothRules) {
-  const std::string remedy =
-      "let in through this host's firewall: UDP to port 1900, and UDP from port 1900 to any port";
-  EXPECT_EQ(JudgeEcho(Echo::kSilence).remedy, remedy);
+  EXPECT_EQ(JudgeEcho(Echo::kSilence).remedy, kLetIn);
   EXPECT_EQ(JudgeResponses({0, false}),
             (Finding{Severity::kProblem,
-                     "what comes from port 1900, as search responses do, is dropped", remedy}));
+                     "what comes from port 1900, as search responses do, is dropped", kLetIn}));
 }
 
 TEST(Doctor, TheVerdictIsTheWorstFindingsFirst) {

@@ -29,6 +29,10 @@ const std::string kRequestsIn = "nft add rule ip wall in udp dport 1900 accept; 
 const std::string kResponsesIn = "nft add rule ip wall in udp sport 1900 accept; ";
 const char* const kLetIn =
     "let in through this host's firewall: UDP to port 1900, and UDP from port 1900 to any port";
+const char* const kLetOut =
+    "let out through this host's firewall: UDP to 239.255.255.250 port 1900, and UDP from port "
+    "1900 "
+    "to any port";
 
 // What the doctor says is to be done.
 Arguments Remedies(const Result& result) {
@@ -259,7 +263,7 @@ TEST_F(ToolTest, TheDoctorKnowsAFirewallByItsRefusal) {
   EXPECT_EQ(result.status, 3);
   EXPECT_THAT(result.output,
               Contains("problem  send      a firewall on this host forbids sending to the group"));
-  EXPECT_EQ(Remedies(result), Arguments{"let UDP to 239.255.255.250 port 1900 out"});
+  EXPECT_EQ(Remedies(result), Arguments{kLetOut});
 }
 
 TEST_F(ToolTest, TheDoctorKnowsAFirewallThatForbidsResponding) {
@@ -268,7 +272,7 @@ TEST_F(ToolTest, TheDoctorKnowsAFirewallThatForbidsResponding) {
                "nft add rule ip wall out udp sport 1900 drop");
   const Result result = Run(1, kDoctor);
   EXPECT_EQ(result.status, 3);
-  EXPECT_EQ(Remedies(result), Arguments{"let UDP from port 1900 out, to any port"});
+  EXPECT_EQ(Remedies(result), Arguments{kLetOut});
 }
 
 TEST_F(ToolTest, TheDoctorMissesItsOwnAnnouncementBehindAFirewall) {

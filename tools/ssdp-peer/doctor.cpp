@@ -36,9 +36,14 @@ std::string Listed(const std::vector<std::string>& texts, const std::string& las
 
 const char* const kConnect = "connect this host to a network";
 
-// Both rules, whichever is missing: with the first alone a search finds no device.
+// Both rules, whichever is missing: with the first alone no search response comes through.
 const char* const kLetIn =
     "let in through this host's firewall: UDP to port 1900, and UDP from port 1900 to any port";
+
+const char* const kLetOut =
+    "let out through this host's firewall: UDP to 239.255.255.250 port 1900, and UDP from port "
+    "1900 "
+    "to any port";
 
 std::string Give(const std::string& interface) {
   return "give " + interface + " an IPv4 address, by DHCP or with ip addr add";
@@ -185,8 +190,7 @@ Finding JudgeRunning(const std::vector<std::string>& holders, const std::string&
 Finding JudgeSend(int error, const std::string& fitting) {
   if (error == 0) return Ok("the system lets datagrams to the group leave");
   if (error == EPERM)
-    return Problem("a firewall on this host forbids sending to the group",
-                   "let UDP to 239.255.255.250 port 1900 out");
+    return Problem("a firewall on this host forbids sending to the group", kLetOut);
   return Problem("sending to the group fails: " + std::string(std::strerror(error)),
                  RouteRemedy(fitting));
 }
@@ -206,8 +210,7 @@ Finding JudgeEcho(Echo echo) {
 
 Finding JudgeResponses(const Probe& probe) {
   if (probe.error == EPERM)
-    return Problem("a firewall on this host forbids sending from port 1900",
-                   "let UDP from port 1900 out, to any port");
+    return Problem("a firewall on this host forbids sending from port 1900", kLetOut);
   if (probe.error != 0)
     return Warning("no response could be tried: " + std::string(std::strerror(probe.error)),
                    "search from this host for a device on another one");
