@@ -2,8 +2,8 @@
 #ifndef LIBSSDP_SOURCE_REPORT_H
 #define LIBSSDP_SOURCE_REPORT_H
 
-// The failure line, the library's only log: standard output, one printf a line, so that lines of
-// several threads don't mix. The file is relative to the source tree, wherever it was built.
+// The failure line, the library's only log, on standard output: printed in one piece, so that lines
+// of several threads don't mix. The file is relative to the source tree, wherever it was built.
 //
 // A check is an expression: true when its condition holds; otherwise it prints the line and is
 // false. What a failure leads to stands beside it:
@@ -22,23 +22,10 @@
 
 namespace libSSDP {
 
-// Holds standard output for one line, unless that could block: a pipe that nobody reads, or a
-// thread that hangs with the stream's lock, must not stop a thread of the library. The line is
-// dropped then. Keeps errno, so that a caller can still look at the failed call's own.
-class LineOutput {
- public:
-  LineOutput();
-  ~LineOutput();
-  LineOutput(const LineOutput&) = delete;
-  LineOutput& operator=(const LineOutput&) = delete;
-
-  bool IsReady() const { return m_ready; }
-
- private:
-  const int m_errno;
-  const bool m_locked;
-  const bool m_ready;
-};
+// Prints `line` on standard output unless printing could block: a pipe that nobody reads, or a
+// thread that hangs with the stream's lock, must not stop a thread of the library. Then the line is
+// dropped. Keeps errno, so that a caller can still read the failed call's.
+void PrintLine(const char* line);
 
 [[gnu::cold]] bool ReportFailure(int line, const char* function, const char* condition,
                                  const char* file);

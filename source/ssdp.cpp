@@ -19,6 +19,7 @@ namespace libSSDP {
 namespace {
 
 constexpr int PERIOD_MS = 200;  // of Task's loop
+constexpr int SLICE = 2000;     // entries that a sweep walks with the table locked
 
 }  // namespace
 
@@ -26,11 +27,11 @@ SSDP::SSDP(int announce)
     : m_ssdpstore(new SSDPStorage()),
       m_listener(new SSDPListener(&SSDP::Callback, m_ssdpstore, this)),
       m_handler(new SSDPHandler(&SSDP::Callback, m_ssdpstore, this)),
-      m_earliest_expiry(std::numeric_limits<int32_t>::max()),
       m_announce(announce),
       m_callback(nullptr),
       m_context(nullptr),
-      m_process(0) {}
+      m_process(getpid()),
+      m_running(false) {}
 
 SSDP::~SSDP() {
   if (!IsInOwnProcess()) return;
@@ -40,12 +41,13 @@ SSDP::~SSDP() {
 }
 
 bool SSDP::IsInOwnProcess() const {
-  return m_process == 0 || m_process == getpid();
+  return !m_running || m_process == getpid();
 }
 
 SSDP_STATUS SSDP::Init() {
   if (!SSDP_CHECK(IsInOwnProcess())) return SSDP_FAILURE;
-  m_process = getpid();
+  if (m_process != getpid()) LeaveSocketsToParent();
+  m_running = true;
   ReplaceSpentWorkers();
   if (!SSDP_CHECK(m_ssdpstore->Init() == SSDP_SUCCESS)) return SSDP_FAILURE;
   if (!SSDP_CHECK(m_listener->Init() == SSDP_SUCCESS)) return SSDP_FAILURE;
@@ -54,9 +56,19 @@ SSDP_STATUS SSDP::Init() {
   return SSDP_SUCCESS;
 }
 
+// The parent created the service and didn't start it: both processes may do so.
+void SSDP::LeaveSocketsToParent() {
+  m_listener->LeaveSocket();
+  m_handler->LeaveSocket();
+  m_process = getpid();
+}
+
 void SSDP::ReplaceSpentWorkers() {
-  if (m_listener->RunsWithoutSocket()) m_listener->DeInit();
-  if (m_handler->RunsWithoutSocket()) m_handler->DeInit();
+  // Both, for a callback on a running listener may use the handler.
+  if (m_listener->RunsWithoutSocket() || m_handler->RunsWithoutSocket()) {
+    m_listener->DeInit();
+    m_handler->DeInit();
+  }
   if (m_listener->IsSpent()) {
     delete std::exchange(m_listener, new SSDPListener(&SSDP::Callback, m_ssdpstore, this));
   }
@@ -80,7 +92,7 @@ SSDP_STATUS SSDP::DeInit() {
   if (!SSDP_CHECK(Stop() == SSDP_SUCCESS)) return SSDP_FAILURE;
   if (!SSDP_CHECK(Join() == SSDP_SUCCESS)) return SSDP_FAILURE;
   ClearDevices();
-  m_process = 0;
+  m_running = false;
   return SSDP_SUCCESS;
 }
 
@@ -146,7 +158,6 @@ void SSDP::Callback(void* context, DeviceInfo* device, bool alive, bool searched
 void SSDP::DeviceAlive(DeviceInfo& device) {
   const ScopedLock lock(m_device_mutex);
   unsigned int event = 0;
-  m_earliest_expiry = std::min(m_earliest_expiry, device.m_expiry);
   // One walk of the map finds the record, or the place for a new one.
   auto entry = m_devices.lower_bound(device.m_uuid);
   const bool listed = entry != m_devices.end() && entry->first == device.m_uuid;
@@ -186,10 +197,11 @@ int SSDP::Task() {
     if (m_announce != 0) {
       int32_t timeout = 0;
       if (!ReadNotifyTimeout(timeout)) {
-        const LineOutput output;
-        if (output.IsReady())
-          std::printf("[%d] %s: GetConfig() failed for SSDP_CONFIG_NOTIFY_TIMEOUT \n %s\n",
+        char line[256];
+        std::snprintf(line, sizeof(line),
+                      "[%d] %s: GetConfig() failed for SSDP_CONFIG_NOTIFY_TIMEOUT \n %s\n",
                       __LINE__, __func__, __FILE__);
+        PrintLine(line);
       } else if (timeout > 0 && now.tv_sec - last_announce.tv_sec >= timeout) {
         SSDP_CHECK_REASON(Announce() == SSDP_SUCCESS, "Unable to send NOTIFY Query");
         gettimeofday(&last_announce, nullptr);  // failed or not: no retry before the next period
@@ -217,23 +229,36 @@ bool SSDP::ReadNotifyTimeout(int32_t& timeout) {
   }
 }
 
-// Expired devices go silently; only a byebye is reported.
+// Removes expired peers without a call of the application's callback.
 void SSDP::Sweep(time_t now) {
   // A record whose expiry is the field's limit stays, for it says "as long as I can tell": from
   // 2038 on that is every record.
   const int64_t limit = std::min<int64_t>(now, std::numeric_limits<int32_t>::max());
+  // Most tables are one slice. Walking a huge one takes a tenth of a second and more; between two
+  // slices the workers get the lock.
+  for (std::string next; SweepSlice(limit, next);) Pause(1);
+}
+
+// Removes what expired before `limit` from the next entries, beginning with the key `next`. Returns
+// false after the last entry.
+bool SSDP::SweepSlice(int64_t limit, std::string& next) {
   const ScopedLock lock(m_device_mutex);
-  if (m_earliest_expiry >= limit) return;
-  m_earliest_expiry = std::numeric_limits<int32_t>::max();
-  for (auto entry = m_devices.begin(); entry != m_devices.end();) {
+  auto entry = m_devices.lower_bound(next);
+  for (int walked = 0; walked < SLICE && entry != m_devices.end(); ++walked) {
     const DeviceInfo* device = entry->second;
     if (device != nullptr && device->m_expiry < limit) {
       delete device;
       entry = m_devices.erase(entry);
-      continue;
+    } else {
+      ++entry;
     }
-    if (device != nullptr) m_earliest_expiry = std::min(m_earliest_expiry, device->m_expiry);
-    ++entry;
+  }
+  if (entry == m_devices.end()) return false;
+  try {
+    next = entry->first;
+    return true;
+  } catch (const std::bad_alloc&) {
+    return false;  // the next pass begins anew
   }
 }
 

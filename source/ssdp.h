@@ -27,8 +27,9 @@ namespace libSSDP {
 // is held while the application's callback runs. m_callback and m_context have no lock: the
 // application sets them before Init.
 //
-// A forked child has the parent's sockets and none of its threads, and a lock may have been held at
-// the fork. There every operation of a service that the parent runs fails and touches nothing.
+// A forked child shares the parent's sockets, has none of its threads, and inherits locks that were
+// held at the fork. While the service runs in the parent, every operation fails in the child and
+// uses neither sockets nor locks.
 class SSDP : public SSDPDevice, public WorkerThread {
  public:
   explicit SSDP(int announce);  // non-zero: announce periodically
@@ -38,8 +39,8 @@ class SSDP : public SSDPDevice, public WorkerThread {
 
   // Starts the store, the listener, the handler and the own thread. Stops at the first failure;
   // what was started runs on. After a DeInit the listener and the handler are replaced first, for a
-  // worker is initialized once. A worker that runs without a socket is replaced too: without one no
-  // byebye can be sent, so no DeInit would succeed.
+  // worker is initialized once. They are also replaced when one was started without a socket:
+  // DeInit can't succeed without the handler's, because it sends the byebye first.
   SSDP_STATUS Init();
 
   // Sends the byebye, stops the listener, the handler, the store and the own thread, and clears the
@@ -62,13 +63,15 @@ class SSDP : public SSDPDevice, public WorkerThread {
   int Task() override;
 
  private:
-  // False in a child of the process that runs the service.
+  // False in a child while the service runs in the parent.
   bool IsInOwnProcess() const;
+  void LeaveSocketsToParent();
   void ReplaceSpentWorkers();
   void DeviceAlive(DeviceInfo& device) EXCLUDES(m_device_mutex);
   void DeviceGone(DeviceInfo& device) EXCLUDES(m_device_mutex);
   bool ReadNotifyTimeout(int32_t& timeout);
   void Sweep(time_t now) EXCLUDES(m_device_mutex);
+  bool SweepSlice(int64_t limit, std::string& next) EXCLUDES(m_device_mutex);
   void ClearDevices() EXCLUDES(m_device_mutex);
 
   SSDPStorage* m_ssdpstore;  // owned
@@ -77,12 +80,11 @@ class SSDP : public SSDPDevice, public WorkerThread {
   Mutex m_device_mutex;
   // The device table: owns its records, each under its own UUID. A null entry counts as absent.
   std::map<std::string, DeviceInfo*> m_devices GUARDED_BY(m_device_mutex);
-  // No record expires before this: spares most sweeps the walk, which keeps a large table locked.
-  int32_t m_earliest_expiry GUARDED_BY(m_device_mutex);
   int32_t m_announce;
   SSDPCallback m_callback;
-  void* m_context;               // passed to m_callback; not owned
-  std::atomic<pid_t> m_process;  // that runs the service: from Init to the end of DeInit, else 0
+  void* m_context;              // passed to m_callback; not owned
+  pid_t m_process;              // that opened the sockets
+  std::atomic<bool> m_running;  // from Init to a DeInit that succeeds
 };
 
 }  // namespace libSSDP

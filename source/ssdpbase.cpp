@@ -44,6 +44,12 @@ SSDP_STATUS SSDPBase::DeInit() {
   return SSDP_SUCCESS;
 }
 
+void SSDPBase::LeaveSocket() {
+  if (m_closed) return;
+  m_closed = true;
+  close(m_handle);  // no shutdown, which would end the parent's use too
+}
+
 void SSDPBase::CloseSocket() {
   shutdown(m_handle, SHUT_RDWR);  // fails with ENOTCONN, and wakes a blocked receive all the same
   // Don't close the descriptor while a thread uses it: its number may be reused. Wait for a bounded

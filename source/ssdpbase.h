@@ -52,8 +52,12 @@ class SSDPBase : public WorkerThread {
   // Whether the socket is closed and the thread joined: this worker can only be replaced.
   bool IsSpent() const { return m_closed && !HasThread(); }
 
-  // Whether this worker was started although its socket could not be opened.
-  bool RunsWithoutSocket() const { return m_handle < 0 && HasThread(); }
+  // Whether this worker was started without a socket.
+  bool RunsWithoutSocket() const { return m_handle < 0 && IsStarted(); }
+
+  // In a child process: closes the socket, which stays open in the parent. This worker can then
+  // only be replaced.
+  void LeaveSocket();
 
  protected:
   // Waits for a datagram. A failure leaves an empty text, which matches nothing, and pauses, so

@@ -35,7 +35,8 @@ TEST_F(FaultTest, ASecondInitializeMakesTheSocketsThatWereMissing) {
   EXPECT_EQ(Uninitialize(), SSDP_SUCCESS);
 }
 
-TEST_F(FaultTest, ASecondInitializeReplacesOnlyTheWorkerWithoutASocket) {
+// The listener works, and a callback on its thread may use the handler: both are replaced.
+TEST_F(FaultTest, ASecondInitializeReplacesTheListenerToo) {
   Hurry();
   int calls = 0;
   seam::calls.socket = [&](int domain, int type, int protocol) {
@@ -45,9 +46,35 @@ TEST_F(FaultTest, ASecondInitializeReplacesOnlyTheWorkerWithoutASocket) {
   ASSERT_EQ(Initialize(), SSDP_SUCCESS);
   EXPECT_EQ(Uninitialize(), SSDP_FAILURE);
   EXPECT_EQ(Initialize(), SSDP_SUCCESS);
-  EXPECT_EQ(calls, 3);
+  EXPECT_EQ(calls, 4);
+  EXPECT_EQ(OpenDescriptors(), m_descriptors + 2);
   EXPECT_TRUE(host.Works());
   EXPECT_EQ(Uninitialize(), SSDP_SUCCESS);
+}
+
+TEST_F(FaultTest, AnotherInitializeGetsOverMissingSocketsAndThreads) {
+  Hurry();
+  Fault sockets;
+  seam::calls.socket = [&](int domain, int type, int protocol) {
+    return Fails(sockets, EMFILE) ? -1 : seam::real.socket(domain, type, protocol);
+  };
+  for (const int missing : {0, 1, 2}) {
+    sockets.Begin();
+    Host host;
+    int threads = 0;
+    seam::calls.pthread_create = [&](pthread_t* thread, const pthread_attr_t* attributes,
+                                     void* (*entry)(void*), void* argument) {
+      if (threads++ == missing) return EAGAIN;
+      return seam::real.pthread_create(thread, attributes, entry, argument);
+    };
+    EXPECT_EQ(Initialize(), SSDP_FAILURE);
+    sockets.End();
+    Uninitialize();
+    for (int i = 0; i < 3 && Threads() != m_threads + 3; ++i) Initialize(), Uninitialize();
+    EXPECT_EQ(Initialize(), SSDP_SUCCESS) << missing;
+    EXPECT_TRUE(host.Works()) << missing;
+    EXPECT_EQ(Uninitialize(), SSDP_SUCCESS) << missing;
+  }
 }
 
 }  // namespace

@@ -113,7 +113,7 @@ TEST_F(Child, OfADelayedResponseDoesNotHang) {
   light.Stop();
 }
 
-// As daemon(3) does it: what was created before the fork is started behind it.
+// As daemon(3) does it: what was created before the fork is started after it.
 TEST_F(Child, StartsWhatItsParentCreatedOnly) {
   host::Light light(false, OnEvent);
   EXPECT_EQ(ResultOfChild([] {
@@ -122,6 +122,9 @@ TEST_F(Child, StartsWhatItsParentCreatedOnly) {
               return failed + Initialize() + Uninitialize();
             }),
             0);
+  light.Start();  // with the parent's own sockets, which the child has left open
+  ExpectToHear();
+  light.Stop();
 }
 
 TEST_F(Child, OfAStoppedServiceStartsIt) {

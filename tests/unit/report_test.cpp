@@ -3,6 +3,8 @@
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
+#include <pthread.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -46,6 +48,12 @@ TEST(FailureLine, KeepsErrno) {
   EXPECT_EQ(after_reason, EBUSY);
 }
 
+TEST(FailureLine, IsCutWhenItIsVeryLong) {
+  const std::string reason(5000, 'r');
+  const std::string line = RawOutputOf([&] { ReportFailure(1, "f", "c", reason.c_str(), "x"); });
+  EXPECT_EQ(line, ("[1] f: c failed. (" + reason).substr(0, 1023));
+}
+
 // Standard output as the test needs it, and as it was afterwards.
 class OutputThatTakesNothing : public testing::Test {
  protected:
@@ -67,10 +75,15 @@ class OutputThatTakesNothing : public testing::Test {
     dup2(m_pipe[1], STDOUT_FILENO);
   }
 
-  // Fails when the line blocks.
-  void ReportAndFlush() {
-    auto reported = std::async(std::launch::async, [] {
-      ReportFailure(1, "f", "c", "x");
+  // Fails when a line blocks.
+  void ReportAndFlush(int lines = 1) {
+    auto reported = std::async(std::launch::async, [lines] {
+      for (int i = 0; i < lines; ++i) {
+        errno = EBUSY;
+        ReportFailure(1, "f", "c", "x");
+        ReportFailure(1, "f", "c", "reason", "x");
+        EXPECT_EQ(errno, EBUSY);
+      }
       std::fflush(stdout);
     });
     const bool returned = reported.wait_for(std::chrono::seconds(20)) == std::future_status::ready;
@@ -125,6 +138,65 @@ TEST_F(OutputThatTakesNothing, GoesOnAfterADeviceThatIsFull) {
   close(full);
   ReportAndFlush();
   std::clearerr(stdout);
+}
+
+// Flushing the stream's buffer would block: it is larger than the pipe.
+TEST_F(OutputThatTakesNothing, DropsTheLineThatWouldFlushMoreThanThePipeTakes) {
+  static char buffer[1 << 20];  // the stream's until the end of the process
+  std::setvbuf(stdout, buffer, _IOFBF, sizeof(buffer));
+  dup2(m_pipe[1], STDOUT_FILENO);
+  auto reported = std::async(std::launch::async, [] {
+    for (int i = 0; i < 60000; ++i) ReportFailure(1, "f", "condition", "x");
+  });
+  bool returned = reported.wait_for(std::chrono::seconds(60)) == std::future_status::ready;
+  EXPECT_TRUE(returned);
+  for (; !returned;
+       returned = reported.wait_for(std::chrono::milliseconds(1)) == std::future_status::ready)
+    ReadPipe();
+  const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
+  dup2(nowhere, STDOUT_FILENO);
+  std::fflush(stdout);
+  close(nowhere);
+}
+
+TEST_F(OutputThatTakesNothing, DropsTheLineThatATerminalHasNoRoomFor) {
+  const int master = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+  ASSERT_EQ(grantpt(master) + unlockpt(master), 0);
+  char name[64];
+  ASSERT_EQ(ptsname_r(master, name, sizeof(name)), 0);
+  const int terminal = open(name, O_RDWR | O_NOCTTY | O_CLOEXEC);
+  dup2(terminal, STDOUT_FILENO);
+  close(m_pipe[0]);
+  m_pipe[0] = dup(master);  // which ReadPipe empties should a line block
+  ReportAndFlush(3000);
+  EXPECT_THAT(ReadPipe(), testing::StartsWith("[1] f: c failed. \r\n x\r\n[1] f: c failed. (r"));
+  close(terminal);
+  close(master);
+}
+
+TEST_F(OutputThatTakesNothing, IsUnlockedWhenItsThreadIsCancelled) {
+  dup2(m_pipe[1], STDOUT_FILENO);
+  std::thread([] {
+    pthread_cancel(pthread_self());
+    ReportFailure(1, "f", "c", "x");
+    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, nullptr);  // reached: no point of it was one
+    std::fflush(stdout);
+  }).join();
+  EXPECT_EQ(ftrylockfile(stdout), 0);
+  funlockfile(stdout);
+  EXPECT_EQ(ReadPipe(), "[1] f: c failed. \n x\n");
+}
+
+TEST_F(OutputThatTakesNothing, IsWrittenWherePollIsRefused) {
+  dup2(m_pipe[1], STDOUT_FILENO);
+  rlimit before = {};
+  getrlimit(RLIMIT_NOFILE, &before);
+  const rlimit none = {0, before.rlim_max};  // poll fails with EINVAL
+  setrlimit(RLIMIT_NOFILE, &none);
+  ReportFailure(1, "f", "c", "x");
+  setrlimit(RLIMIT_NOFILE, &before);
+  std::fflush(stdout);
+  EXPECT_EQ(ReadPipe(), "[1] f: c failed. \n x\n");
 }
 
 // A thread that has locked standard output, until it is told to let go.

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <future>
+#include <limits>
 #include <thread>
 
 #include "output.h"
@@ -209,33 +210,67 @@ TEST_F(Table, KnowsAPeerWhoseRecordTheApplicationWroteTo) {
   EXPECT_EQ(Devices().count("b"), 0u);
 }
 
-TEST_F(Table, ExpiresWhateverTheOrderInWhichTheExpiriesCame) {
-  std::vector<int32_t> expiries = {10, 20, 30};
-  do {
-    for (const int32_t expiry : expiries) {
-      DeviceInfo device = Device(std::to_string(expiry), "10.0.0.1", "ok", expiry);
-      Report(device, true);
+TEST_F(Table, ExpiresARecordThatTheApplicationShortened) {
+  DeviceInfo device = Device("a", "10.0.0.1", "ok", 100);
+  Report(device, true);
+  Devices()["a"]->m_expiry = 1;
+  m_ssdp.Sweep(2);
+  EXPECT_THAT(Devices(), IsEmpty());
+}
+
+TEST_F(Table, KeepsWhatNeverExpires) {
+  constexpr int32_t never = std::numeric_limits<int32_t>::max();
+  DeviceInfo device = Device("a", "10.0.0.1", "ok", never);
+  Report(device, true);
+  m_ssdp.Sweep(std::numeric_limits<time_t>::max());
+  EXPECT_THAT(Devices(), SizeIs(1));
+}
+
+// A table of 4,500 records, of which every second has expired at 50.
+class HugeTable : public Table {
+ protected:
+  HugeTable() {
+    m_ssdp.SetCallback(nullptr, nullptr);
+    for (int i = 0; i < 4500; ++i) {
+      DeviceInfo device = Device(Key(i), "10.0.0.1", "ok", i % 2 == 0 ? 10 : 100);
+      SSDP::Callback(&m_ssdp, &device, true, false);
     }
-    for (const auto& [now, left] :
-         std::vector<std::pair<time_t, size_t>>{{10, 3}, {11, 2}, {5, 2}, {20, 2}, {30, 1}}) {
-      m_ssdp.Sweep(now);
-      EXPECT_THAT(Devices(), SizeIs(left)) << now;
+    m_system.log.clear();
+    m_system.LogLocks();
+  }
+
+  static std::string Key(int i) { return "uuid-of-more-than-fifteen-" + std::to_string(10000 + i); }
+};
+
+TEST_F(HugeTable, IsSweptInSlicesWithThePassForTheWorkersBetweenThem) {
+  m_ssdp.Sweep(50);
+  EXPECT_THAT(m_system.log, ElementsAre("lock", "unlock", "usleep", "lock", "unlock", "usleep",
+                                        "lock", "unlock"));
+  EXPECT_THAT(Devices(), SizeIs(2250));
+  for (const auto& [uuid, device] : Devices()) EXPECT_EQ(device->m_expiry, 100) << uuid;
+}
+
+TEST_F(HugeTable, IsSweptThoughTheNextSliceChanges) {
+  seam::calls.usleep = [this, first = true](useconds_t) mutable {
+    if (std::exchange(first, false)) {
+      DeviceInfo next = Device(Key(2000)), before = Device(Key(1), "10.0.0.1", "ok", 10);
+      SSDP::Callback(&m_ssdp, &next, false, false);
+      SSDP::Callback(&m_ssdp, &before, true, false);
     }
-    DeviceInfo last = Device("30", "10.0.0.1", "ok", 25);  // a refresh that ends earlier
-    Report(last, true);
-    m_ssdp.Sweep(26);
-    EXPECT_THAT(Devices(), IsEmpty());
-  } while (std::next_permutation(expiries.begin(), expiries.end()));
+    return 0;
+  };
+  m_ssdp.Sweep(50);
+  EXPECT_THAT(Devices(), SizeIs(2250));
+  EXPECT_EQ(Devices().count(Key(1)), 1u);  // expires in the next pass
+  m_ssdp.Sweep(50);
+  EXPECT_THAT(Devices(), SizeIs(2249));
 }
 
 TEST_F(Table, CountsANullEntryAsAbsent) {
   m_ssdp.m_devices["a"] = nullptr;
   m_ssdp.m_devices["b"] = nullptr;
   m_ssdp.m_devices["c"] = nullptr;
-  DeviceInfo expired = Device("d");
-  Report(expired, true);
-  m_ssdp.Sweep(m_system.now.tv_sec);  // walks, for one has expired
-  EXPECT_EQ(Devices().count("d"), 0u);
+  m_ssdp.Sweep(m_system.now.tv_sec);
   DeviceInfo device = Device("a"), leaving = Device("b");
   const Event event = Report(device, true);
   EXPECT_EQ(event.value, 1u);
