@@ -69,8 +69,9 @@ TEST_F(FaultTest, AnotherInitializeGetsOverMissingSocketsAndThreads) {
     };
     EXPECT_EQ(Initialize(), SSDP_FAILURE);
     sockets.End();
-    Uninitialize();
-    for (int i = 0; i < 3 && Threads() != m_threads + 3; ++i) Initialize(), Uninitialize();
+    Initialize();
+    EXPECT_EQ(Announce(), SSDP_SUCCESS) << missing;
+    Uninitialize();  // fails where a thread was missing
     EXPECT_EQ(Initialize(), SSDP_SUCCESS) << missing;
     EXPECT_TRUE(host.Works()) << missing;
     EXPECT_EQ(Uninitialize(), SSDP_SUCCESS) << missing;
