@@ -15,6 +15,9 @@ Two comments, which no reader sees, are for the test alone:
 
     <!-- folder: NAME -->     what follows happens in a new folder, not in the checkout
     <!-- run: COMMANDS -->    run before the next commands: they bring about what is spoken of
+
+Two more are for scripts/figures, which makes what stands between <!-- table: NAME --> and
+<!-- table: end -->, and the number before any other comment within a line.
 """
 import pathlib
 import re
@@ -49,7 +52,7 @@ def read_blocks(path):
     lines = iter(enumerate(pathlib.Path(path).read_text().splitlines(), 1))
     for number, line in lines:
         comment = re.match(r"<!-- (run|folder):(.*)", line)
-        if line.startswith("<!--") and not comment:
+        if line.startswith("<!--") and not comment and not line.startswith("<!-- table: "):
             raise Fault(f"{number}: a comment that steers nothing")
         if comment:
             text = comment[2]
