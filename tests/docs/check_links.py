@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: MIT
-"""check_links.py ROOT: what our documents refer to exists, and every fence says what it holds."""
+"""check_links.py ROOT: what our documents refer to exists, every fence says what it holds, and they
+stay short."""
 import pathlib
 import re
 import sys
@@ -8,6 +9,8 @@ import sys
 from fences import Fault, documents, read_blocks
 
 ROOT = pathlib.Path(sys.argv[1])
+MAX_README_LINES = 140
+MAX_DOCS_WORDS = 8000
 FOLDERS = "bench|cmake|docs|examples|include|scripts|source|tests|tools"
 
 
@@ -43,6 +46,17 @@ def faults(document):
         yield str(fault)
 
 
+def lengths():
+    lines = (ROOT / "README.md").read_text().count("\n")
+    words = sum(len(path.read_text().split()) for path in ROOT.glob("docs/*.md"))
+    print(f"README.md has {lines} lines, docs/ {words} words")
+    if lines > MAX_README_LINES:
+        yield f"README.md has more than {MAX_README_LINES} lines"
+    if words > MAX_DOCS_WORDS:
+        yield f"docs/ has more than {MAX_DOCS_WORDS} words"
+
+
 found = [f"{document}: {fault}" for document in documents(ROOT) for fault in faults(document)]
+found += lengths()
 print(f"{len(documents(ROOT))} documents looked through")
 sys.exit("\n".join(found) or 0)

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What the protocol costs on a network that means harm, measured and printed: docs/reliability.md
+// What the protocol costs on a network that means harm, measured and printed: SECURITY.md
 // says what can be done about it.
 #include <cstdio>
 
