@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: MIT
-"""check_links.py ROOT: what our documents refer to exists, every fence says what it holds, and they
-stay short."""
+"""check_links.py ROOT: links and file names in the documents exist, fences are well-formed, and the
+documents stay short."""
 import pathlib
 import re
 import sys
@@ -19,7 +19,7 @@ def without_blocks(text):
 
 
 def anchors(path):
-    """The names that a heading gets where the documents are read in a browser."""
+    """The anchors that a renderer gives to the headings."""
     headings = re.findall(r"^#+ (.*)$", without_blocks(path.read_text()), re.M)
     return {re.sub(r"[^\w\- ]", "", heading).strip().lower().replace(" ", "-")
             for heading in headings}
@@ -58,5 +58,5 @@ def lengths():
 
 found = [f"{document}: {fault}" for document in documents(ROOT) for fault in faults(document)]
 found += lengths()
-print(f"{len(documents(ROOT))} documents looked through")
+print(f"{len(documents(ROOT))} documents checked")
 sys.exit("\n".join(found) or 0)

@@ -1,23 +1,23 @@
 # SPDX-License-Identifier: MIT
-"""Our documents as the tests see them: their fenced blocks, and the comments that steer a test.
+"""The documents as the tests see them: their fenced blocks, and the comments that direct a test.
 
-The first word behind a fence is the language; what follows says what the block is:
+The first word after a fence is the language; the rest of the line gives the block's purpose:
 
     ```sh                     commands; run
     ```sh no-run: REASON      commands that no test can run
-    ```text output            what the commands before it print; "…" is any text within a line
+    ```text output            the output of the commands before it; "…" is any text within a line
     ```text picture           a drawing
     ```cpp                    a whole program; compiled
     ```cmake                  lines of a project that builds that program; configured
     ```LANGUAGE FILE          a file; written for the commands that follow
 
-Two comments, which no reader sees, are for the test alone:
+Two comments, which a renderer hides, direct the test:
 
-    <!-- folder: NAME -->     what follows happens in a new folder, not in the checkout
-    <!-- run: COMMANDS -->    run before the next commands: they bring about what is spoken of
+    <!-- folder: NAME -->     the rest of the document runs in a new folder, not in the checkout
+    <!-- run: COMMANDS -->    run before the next commands, to create the situation described
 
-Two more are for scripts/figures, which makes what stands between <!-- table: NAME --> and
-<!-- table: end -->, and the number before any other comment within a line.
+Other comments are for scripts/figures: it writes the table between <!-- table: NAME --> and
+<!-- table: end -->, and the number before a comment within a line.
 """
 import pathlib
 import re
@@ -42,7 +42,7 @@ class Block:
 
 
 def documents(root):
-    """Every document of ours, relative to `root`."""
+    """All documents, relative to `root`."""
     found = sorted(root.glob("*.md")) + sorted(root.glob("docs/*.md"))
     return [path.relative_to(root) for path in found]
 
@@ -53,7 +53,7 @@ def read_blocks(path):
     for number, line in lines:
         comment = re.match(r"<!-- (run|folder):(.*)", line)
         if line.startswith("<!--") and not comment and not line.startswith("<!-- table: "):
-            raise Fault(f"{number}: a comment that steers nothing")
+            raise Fault(f"{number}: a comment without a meaning")
         if comment:
             text = comment[2]
             while not text.endswith("-->"):

@@ -1,10 +1,10 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: MIT
-"""run_blocks.py ROOT BUILD DOCUMENT [TOOL]: does what a document of ours says.
+"""run_blocks.py ROOT BUILD DOCUMENT [TOOL]: runs the commands and compiles the code of a document.
 
-Everything happens in a copy of the checkout, on a network of its own, with the library of BUILD
-installed in a scratch prefix and, where it was built, TOOL as ssdp-peer in the path. A block that
-can't be run here is told in a line that begins with SKIPPED; one marked no-run, in another line.
+It works in a copy of the checkout and in a private network namespace. The library of BUILD is
+installed in a scratch prefix, and TOOL, if it was built, is ssdp-peer in the path. A block that can't be
+run here is reported in a line that begins with SKIPPED; a block marked no-run, in another line.
 """
 import os
 import pathlib
@@ -45,8 +45,8 @@ class Reader:
         self.prefix = scratch / "prefix"
         self.folder = scratch / "checkout"
         self.tool = tool
-        self.hidden = ""    # commands of a comment, for the next commands
-        self.output = None  # of the last commands; None when they were not run
+        self.hidden = ""    # commands of a comment, run before the next commands
+        self.output = None  # of the last commands; None if they were not run
         self.ran = 0
 
     def follow(self, block):
@@ -78,7 +78,7 @@ class Reader:
         self.ran += 1
 
     def execute(self, command):
-        """Runs it in the document's folder; what it prints. Background jobs may live on."""
+        """Runs it in the document's folder and returns its output. Background jobs may live on."""
         with tempfile.TemporaryFile() as output:
             status = subprocess.run(command, cwd=self.folder, stdin=subprocess.DEVNULL,
                                     stdout=output, stderr=subprocess.STDOUT, timeout=240,
@@ -111,7 +111,7 @@ class Reader:
         self.ran += 1
 
     def configure(self, lines):
-        """As the lines of a project that builds the document's program."""
+        """Configures a project that has these lines and builds the document's program."""
         project = pathlib.Path(tempfile.mkdtemp(prefix="project", dir=self.scratch))
         target = re.search(r"target_link_libraries\((\S+)", lines)
         (project / "CMakeLists.txt").write_text(
@@ -139,7 +139,7 @@ def read_document(root, document, scratch, tool):
 
 
 def prepare(root, build, scratch, tool):
-    """The environment of somebody who has installed the library."""
+    """Makes the environment of a user who has installed the library."""
     shutil.copytree(root, scratch / "checkout", symlinks=True,
                     ignore=shutil.ignore_patterns("build*", ".git"))
     prefix = scratch / "prefix"
@@ -157,7 +157,7 @@ def prepare(root, build, scratch, tool):
 def main():
     root, build, document = map(pathlib.Path, sys.argv[1:4])
     tool = "".join(sys.argv[4:5])
-    if "LIBSSDP_DOCS_SCRATCH" in os.environ:  # we are on the network of our own
+    if "LIBSSDP_DOCS_SCRATCH" in os.environ:  # inside the private network
         return read_document(root, document, pathlib.Path(os.environ["LIBSSDP_DOCS_SCRATCH"]), tool)
     alone = ["unshare", "--user", "--map-root-user", "--net"]
     refused = subprocess.run([*alone, "true"], stderr=subprocess.PIPE, text=True, check=False)
@@ -169,7 +169,7 @@ def main():
         os.environ["LIBSSDP_DOCS_SCRATCH"] = scratch
         child = subprocess.Popen([*alone, sys.executable, *sys.argv], start_new_session=True)
         os.waitid(os.P_PID, child.pid, os.WEXITED | os.WNOWAIT)
-        os.killpg(child.pid, signal.SIGKILL)  # whatever the commands have left behind
+        os.killpg(child.pid, signal.SIGKILL)  # jobs that the commands left behind
         return child.wait()
 
 
