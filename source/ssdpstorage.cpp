@@ -96,8 +96,9 @@ SSDP_STATUS SSDPStorage::Init() {
   if (!SSDP_CHECK(GetConfig(vconfig.m_name, vconfig) == SSDP_SUCCESS)) return SSDP_FAILURE;
 
   SearchTargetConfig sconfig;
-  sconfig.m_search_target = "urn:" + dconfig.m_domain_name + ":device:" + dtconfig.m_device_type +
-                            ":" + vconfig.m_version;
+  std::string& target = sconfig.m_search_target;
+  target.append("urn:").append(dconfig.m_domain_name).append(":device:");
+  target.append(dtconfig.m_device_type).append(":").append(vconfig.m_version);
   if (!SSDP_CHECK(SetConfig(sconfig.m_name, sconfig) == SSDP_SUCCESS)) return SSDP_FAILURE;
 
   if (!SSDP_CHECK(GenerateMSearchHeader() == SSDP_SUCCESS)) return SSDP_FAILURE;
