@@ -4,6 +4,7 @@
 
 #include <gmock/gmock.h>
 
+#include <cstdlib>
 #include <memory>
 #include <string>
 #include <vector>
@@ -33,6 +34,9 @@ struct Result {
 // Three hosts with the addresses 10.77.0.1 to 10.77.0.3.
 class ToolTest : public testing::Test {
  protected:
+  // What is printable must not depend on the locale of whoever runs the tests.
+  ToolTest() { setenv("LC_ALL", "C", 1); }
+
   // Starts ssdp-peer on a host, with `errors` as its standard error when it isn't empty.
   Program Start(size_t host, const Arguments& arguments, const std::string& errors = "");
   // The same for one that announces, and waits until it is on the network.

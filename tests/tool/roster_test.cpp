@@ -3,6 +3,8 @@
 
 #include <gmock/gmock.h>
 
+#include <clocale>
+
 #include "table.h"
 
 namespace ssdp_peer {
@@ -19,6 +21,10 @@ libSSDP::DeviceInfo Device(const std::string& uuid, const std::string& status, i
   device.m_expiry = expiry;
   device.m_address = address;
   return device;
+}
+
+std::vector<std::string> Lines(const Roster& roster, int64_t now, size_t width, bool color) {
+  return TableLines(Arrange(roster, Order::kUuid, ""), Order::kUuid, now, width, color);
 }
 
 TEST(Roster, TellsNewFromChangedFromTheSameAgain) {
@@ -96,7 +102,7 @@ TEST(Table, ShowsEveryPeerInItsColumns) {
   roster.Heard(Device("lamp-1", "on", 190), 100);
   roster.Heard(Device("radio", "playing", 3700, "10.77.0.30"), 90);
   roster.Settle(95);
-  EXPECT_THAT(TableLines(roster, 102, 0, false),
+  EXPECT_THAT(Lines(roster, 102, 0, false),
               ElementsAre("  UUID   ADDRESS    STATUS  SEEN EXPIRES",
                           "+ lamp-1 10.77.0.2  on        2s   1m28s",
                           "  radio  10.77.0.30 playing  12s  59m58s"));
@@ -112,7 +118,7 @@ TEST(Table, MarksAndColoursWhatChanged) {
   roster.Left("left", 105);
   roster.Left("new", 105);
   roster.Heard(Device("new", "on", 190), 105);
-  EXPECT_THAT(TableLines(roster, 105, 0, true),
+  EXPECT_THAT(Lines(roster, 105, 0, true),
               ElementsAre("\x1b[1m  UUID    ADDRESS   STATUS SEEN EXPIRES\x1b[0m",
                           "\x1b[33m~ changed 10.77.0.2 off      0s   1m25s\x1b[0m",
                           "\x1b[31m- expired 10.77.0.2 on       5s expired\x1b[0m",
@@ -120,28 +126,81 @@ TEST(Table, MarksAndColoursWhatChanged) {
                           "\x1b[32m+ new     10.77.0.2 on       0s   1m25s\x1b[0m"));
 }
 
-TEST(Table, FitsTheTerminalWithTheUuidWhole) {
+TEST(Table, ShortensTheUuidBeforeTheStatus) {
   Roster roster;
-  roster.Heard(Device("b4fe4982-964c-4b84-8bfd-4ddd7dedbd01", std::string(100, 's'), 190), 100);
+  roster.Heard(Device("b4fe4982-964c-4b84-8bfd-4ddd7dedbd01", std::string(30, 's'), 190), 100);
   roster.Settle(105);
   EXPECT_THAT(
-      TableLines(roster, 105, 80, false),
+      Lines(roster, 105, 80, false),
       ElementsAre(
-          "  UUID                                 ADDRESS   STATUS             SEEN EXPIRES",
-          "  b4fe4982-964c-4b84-8bfd-4ddd7dedbd01 10.77.0.2 sssssssssssssss...   5s   1m25s"));
+          "  UUID                     ADDRESS   STATUS                         SEEN EXPIRES",
+          "  b4fe4982-964c-4b84-8b... 10.77.0.2 ssssssssssssssssssssssssssssss   5s   1m25s"));
+  EXPECT_THAT(Lines(roster, 105, 60, false),
+              ElementsAre("  UUID        ADDRESS   STATUS                  SEEN EXPIRES",
+                          "  b4fe4982... 10.77.0.2 ssssssssssssssssssss...   5s   1m25s"));
+}
+
+TEST(Table, KeepsItsColumnsBehindCharactersOfTwoColumns) {
+  std::setlocale(LC_CTYPE, "C.UTF-8");
+  Roster roster;
+  roster.Heard(Device("lamp", "\xe6\x9d\xb1\xe4\xba\xac", 190), 100);
+  roster.Heard(Device("radio", "1234", 190), 100);
+  roster.Settle(105);
+  EXPECT_THAT(Lines(roster, 105, 0, false),
+              ElementsAre("  UUID  ADDRESS   STATUS SEEN EXPIRES",
+                          "  lamp  10.77.0.2 \xe6\x9d\xb1\xe4\xba\xac     5s   1m25s",
+                          "  radio 10.77.0.2 1234     5s   1m25s"));
+  std::setlocale(LC_CTYPE, "C");
+}
+
+// The UUIDs in the order in which they are shown.
+std::vector<std::string> Shown(const Roster& roster, Order order, const std::string& filter = "") {
+  std::vector<std::string> uuids;
+  for (const auto& peer : Arrange(roster, order, filter)) uuids.push_back(peer.uuid);
+  return uuids;
+}
+
+Roster ThreeDevices() {
+  Roster roster;
+  roster.Heard(Device("a", "warm", 190, "10.77.0.10"), 101);
+  roster.Heard(Device("b", "off", 190, "10.77.0.9"), 100);
+  roster.Heard(Device("c", "WARMER", 190, "10.77.0.9"), 102);
+  return roster;
+}
+
+TEST(Table, IsOrderedByUuidAddressOrLastSeen) {
+  const Roster roster = ThreeDevices();
+  EXPECT_THAT(Shown(roster, Order::kUuid), ElementsAre("a", "b", "c"));
+  EXPECT_THAT(Shown(roster, Order::kAddress), ElementsAre("b", "c", "a"));
+  EXPECT_THAT(Shown(roster, Order::kSeen), ElementsAre("c", "a", "b"));
+}
+
+TEST(Table, MarksTheOrderInItsHeading) {
+  const auto heading = [](Order order) { return TableLines({}, order, 100, 0, false)[0]; };
+  EXPECT_EQ(heading(Order::kUuid), "  UUID ADDRESS STATUS SEEN EXPIRES");
+  EXPECT_EQ(heading(Order::kAddress), "  UUID ADDRESS^ STATUS SEEN EXPIRES");
+  EXPECT_EQ(heading(Order::kSeen), "  UUID ADDRESS STATUS SEEN^ EXPIRES");
+}
+
+TEST(Table, IsFilteredByAnyOfItsTexts) {
+  const Roster roster = ThreeDevices();
+  EXPECT_THAT(Shown(roster, Order::kUuid, "Warm"), ElementsAre("a", "c"));
+  EXPECT_THAT(Shown(roster, Order::kUuid, "0.9"), ElementsAre("b", "c"));
+  EXPECT_THAT(Shown(roster, Order::kUuid, "b"), ElementsAre("b"));
+  EXPECT_THAT(Shown(roster, Order::kUuid, "x"), IsEmpty());
 }
 
 TEST(Table, NoLineIsEverLongerThanTheTerminal) {
   Roster roster;
   roster.Heard(Device(std::string(300, 'u'), std::string(300, '\x1b'), INT32_MAX), 100);
   for (size_t width = 1; width < 200; ++width)
-    for (const auto& line : TableLines(roster, 100, width, false)) EXPECT_LE(line.size(), width);
+    for (const auto& line : Lines(roster, 100, width, false)) EXPECT_LE(line.size(), width);
 }
 
 TEST(Table, APeersTextCantLeaveItsLine) {
   Roster roster;
   roster.Heard(Device("a\x1b[2Jb", "on\r\nforged", 190), 100);
-  EXPECT_THAT(TableLines(roster, 100, 0, false),
+  EXPECT_THAT(Lines(roster, 100, 0, false),
               ElementsAre("  UUID      ADDRESS   STATUS           SEEN EXPIRES",
                           "+ a\\x1b[2Jb 10.77.0.2 on\\x0d\\x0aforged   0s   1m30s"));
 }

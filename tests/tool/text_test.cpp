@@ -3,6 +3,7 @@
 
 #include <gmock/gmock.h>
 
+#include <clocale>
 #include <cstdint>
 
 namespace ssdp_peer {
@@ -21,6 +22,50 @@ TEST(Text, WhateverATerminalCouldObeyIsEscaped) {
   EXPECT_EQ(Printable("\xc2\x9b"), "\\xc2\\x9b");           // the same in UTF-8
   EXPECT_EQ(Printable("\xe2\x80\xae"), "\\xe2\\x80\\xae");  // turns the writing direction
   EXPECT_EQ(Printable(std::string_view("a\0b", 3)), "a\\x00b");
+}
+
+class Utf8Text : public testing::Test {
+ protected:
+  void SetUp() override { ASSERT_NE(std::setlocale(LC_CTYPE, "C.UTF-8"), nullptr); }
+  void TearDown() override { std::setlocale(LC_CTYPE, "C"); }
+};
+
+TEST_F(Utf8Text, ValidUtf8IsShown) {
+  EXPECT_EQ(Printable("K\xc3\xbc\x63he \xe6\x9d\xb1 \xf0\x9f\x92\xa1"),
+            "K\xc3\xbc\x63he \xe6\x9d\xb1 \xf0\x9f\x92\xa1");
+  EXPECT_EQ(Printable("back\\slash"), "back\\\\slash");
+}
+
+TEST_F(Utf8Text, WhatIsNoUtf8IsEscaped) {
+  EXPECT_EQ(Printable("\xff\xc3(\xe6\x9d"), "\\xff\\xc3(\\xe6\\x9d");
+  EXPECT_EQ(Printable("\xc0\xaf"), "\\xc0\\xaf");                  // too long a form of "/"
+  EXPECT_EQ(Printable("\xed\xa0\x80"), "\\xed\\xa0\\x80");         // half a surrogate pair
+  EXPECT_EQ(Printable(std::string_view("\xc3\xbc", 1)), "\\xc3");  // reads no further
+}
+
+TEST_F(Utf8Text, ControlBidirectionalAndZeroWidthCharactersAreEscaped) {
+  EXPECT_EQ(Printable("\x1b[2J\x7f"), "\\x1b[2J\\x7f");
+  EXPECT_EQ(Printable("\xc2\x9b"), "\\xc2\\x9b");                    // the 8-bit form of escape [
+  EXPECT_EQ(Printable("e\xcc\x81"), "e\\xcc\\x81");                  // an accent of its own
+  EXPECT_EQ(Printable("\xf3\xa0\x81\x81"), "\\xf3\\xa0\\x81\\x81");  // a tag
+  for (const char* code :
+       {"\xc2\xad", "\xd8\x9c", "\xe1\x85\x9f", "\xe2\x80\x8b", "\xe2\x80\x8e", "\xe2\x80\x8f",
+        "\xe2\x80\xa8", "\xe2\x80\xaa", "\xe2\x80\xae", "\xe2\x81\xa0", "\xe2\x81\xa6",
+        "\xe2\x81\xa9", "\xe3\x85\xa4", "\xef\xb8\x8f", "\xef\xbb\xbf", "\xef\xbe\xa0"})
+    EXPECT_EQ(Printable(code)[0], '\\') << Printable(code);
+}
+
+TEST_F(Utf8Text, AWordHasNoSpaceOfAnyKind) {
+  EXPECT_EQ(PrintableWord("a\xc2\xa0\x62\xe3\x80\x80\xc3\xbc"),
+            "a\\xc2\\xa0\x62\\xe3\\x80\\x80\xc3\xbc");
+}
+
+TEST_F(Utf8Text, FitCountsColumns) {
+  EXPECT_EQ(Columns("\xc3\xbc\xe6\x9d\xb1"), 3u);
+  EXPECT_EQ(Fit("\xe6\x9d\xb1\xe4\xba\xac", 5), "\xe6\x9d\xb1\xe4\xba\xac ");
+  EXPECT_EQ(Fit("\xe6\x9d\xb1\xe4\xba\xac\xe6\x9d\xb1", 5), "\xe6\x9d\xb1...");
+  EXPECT_EQ(Fit("\xe6\x9d\xb1\xe4\xba\xac\xe6\x9d\xb1", 4), "... ");
+  EXPECT_EQ(Fit("\xe6\x9d\xb1", 1), " ");
 }
 
 TEST(Text, ABackslashCantFakeAnEscape) {

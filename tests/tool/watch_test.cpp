@@ -16,7 +16,7 @@ namespace {
 
 const std::string kWatch = "'" SSDP_PEER "' watch --uuid me --device-version 1";
 const char kTop[] = "eth0 10.77.0.1  me  up  urn:example-org:device:Peer:1";
-const char kKeys[] = "here   s search  a announce  q quit";
+const char kKeys[] = "here   q quit  s search  / filter  o order  a announce";
 
 // Waits for a screen on which nothing stands out any more.
 Screen::Lines AwaitCalm(Screen& screen, const std::string& row) {
@@ -99,8 +99,13 @@ TEST_F(ToolTest, TheLiveTableShowsWhoComesChangesAndLeaves) {
   support::Socket peer = m_lan[3].OpenSocket();
   Screen screen(m_lan[1], m_folder);
   screen.Command(kWatch);
-  EXPECT_THAT(screen.AwaitText("quit"), ElementsAre(kTop, "  UUID ADDRESS STATUS SEEN EXPIRES", "",
-                                                    std::string("0 ") + kKeys));
+  EXPECT_THAT(screen.AwaitText("quit"),
+              ElementsAre(kTop, "  UUID ADDRESS STATUS SEEN EXPIRES", "",
+                          "  No other device is here. Listening for search targets that begin with",
+                          "    urn:example-org:device:Peer:1",
+                          "  Try s, which searches again; another --domain, --device-type or",
+                          "  --device-version; \"ssdp-peer doctor\" here and on the other host.",
+                          "", std::string("0 ") + kKeys));
 
   peer.Send(Alive("lamp", "on"), "239.255.255.250");
   EXPECT_THAT(Timeless(screen.AwaitText("+ lamp")),
@@ -115,7 +120,44 @@ TEST_F(ToolTest, TheLiveTableShowsWhoComesChangesAndLeaves) {
   const auto leaving = screen.AwaitText("- lamp");
   EXPECT_THAT(leaving, Contains(HasSubstr("    left")));
   EXPECT_THAT(leaving, Contains(std::string("0 ") + kKeys));
-  screen.Await("an empty table", [](const Screen::Lines& lines) { return lines.size() == 4; });
+  screen.AwaitText("No other device is here.");
+}
+
+TEST_F(ToolTest, TheLiveTableScrollsSortsAndFiltersByKeys) {
+  support::Socket peer = m_lan[3].OpenSocket();
+  Screen screen(m_lan[1], m_folder);
+  screen.Command(kWatch);
+  screen.AwaitText("quit");
+  for (int i = 100; i < 400; ++i) {
+    peer.Send(Alive("lamp-" + std::to_string(i), "on"), "239.255.255.250");
+    if (i % 50 == 0) screen.AwaitText("lamp-100");  // as many as its buffer surely holds
+  }
+  screen.AwaitText("300 here, 292 more rows");
+  screen.Press("End");
+  screen.AwaitText("lamp-399");
+  screen.Press("PageUp");
+  screen.AwaitText("300 here, 284 above, 8 more rows");
+  screen.Press("Home");
+  screen.Press("Down");
+  screen.AwaitText("300 here, 1 above, 291 more rows");
+  screen.Press("o");
+  screen.AwaitText("ADDRESS^");
+  screen.Press("/");
+  screen.Press("p-25");
+  screen.AwaitText("filter: p-25_");
+  screen.Press("Enter");
+  screen.AwaitText("300 here, 10 with \"p-25\", 2 more rows");
+  screen.Press("Escape");
+  screen.AwaitText("300 here, 292 more rows");
+}
+
+TEST_F(ToolTest, AMessageBelowTheLiveTableGoes) {
+  Screen screen(m_lan[1], m_folder);
+  screen.Command(kWatch);
+  screen.AwaitText("quit");
+  screen.Press("a");
+  screen.AwaitText("announced");
+  screen.Await("no message", [](const auto& lines) { return !Contain(lines, "announced"); });
 }
 
 TEST_F(ToolTest, TheLiveTableHasColoursUnlessTheyAreRefused) {
@@ -169,7 +211,7 @@ TEST_F(ToolTest, ThePauseGivesTheTerminalBackAndTakesItAgain) {
   screen.AwaitText("quit");
   screen.Press("C-z");
   const auto paused = screen.AwaitText("Stopped");
-  EXPECT_THAT(paused, Not(Contains(HasSubstr("q quit"))));
+  EXPECT_THAT(paused, Not(Contains(HasSubstr(" q quit"))));
   screen.Command("fg");
   EXPECT_EQ(screen.AwaitText("q quit").at(0), kTop);
   screen.Press("q");
@@ -246,11 +288,10 @@ TEST_F(ToolTest, TheLiveTableFollowsTheSizeOfTheTerminal) {
     peer.Send(Alive(std::string("lamp-") + letter, "on"), "239.255.255.250");
   screen.AwaitText("10 here");
   screen.Resize(40, 6);
-  EXPECT_THAT(Timeless(screen.AwaitText("rows more")),
-              ElementsAre("eth0 10.77.0.1  me  up  urn:example-o...",
-                          "  UUID   ADDRESS   STATUS SEEN EXPIRES",
+  EXPECT_THAT(Timeless(screen.AwaitText("more rows")),
+              ElementsAre("urn:example-org:device:Peer:1", "  UUID   ADDRESS   STATUS SEEN EXPIRES",
                           StartsWith("+ lamp-a 10.77.0.3 on"), StartsWith("+ lamp-b 10.77.0.3 on"),
-                          "", "8 rows more   10 here   s search  a a..."));
+                          "", "10 here, 8 more rows   q quit  s search"));
 }
 
 TEST_F(ToolTest, AFailureStandsBelowTheTableAndDoesNotTearIt) {
@@ -259,12 +300,11 @@ TEST_F(ToolTest, AFailureStandsBelowTheTableAndDoesNotTearIt) {
   screen.AwaitText("quit");
   Shell(1, "ip route del 239.0.0.0/8");
   screen.Press("a");
-  EXPECT_THAT(
-      screen.AwaitText("could not"),
-      ElementsAre("no route  me  up  urn:example-org:device:Peer:1",
-                  "  UUID ADDRESS STATUS SEEN EXPIRES",
-                  "ssdp-peer: the announcement could not be sent; \"ssdp-peer doctor\" says more",
-                  std::string("0 ") + kKeys));
+  const auto lines = screen.AwaitText("could not");
+  EXPECT_EQ(lines.front(), "no route  me  up  urn:example-org:device:Peer:1");
+  EXPECT_EQ(lines[lines.size() - 2],
+            "ssdp-peer: the announcement could not be sent; \"ssdp-peer doctor\" says more");
+  EXPECT_EQ(lines.back(), std::string("0 ") + kKeys);
   // No goodbye is possible either: it ends all the same, and says what went wrong.
   screen.Press("q");
   EXPECT_THAT(screen.AwaitText("status 3"), Contains(HasSubstr("source/ssdphandler.cpp")));

@@ -44,6 +44,7 @@ int RunVerb(const Options& options, Output& output) {
 }
 
 int Run(int argc, char** argv, Output& output) {
+  UseLocale();
   try {
     const Options options = ParseOptions(argc, argv);
     if (!options.answer.empty()) return output.Write(options.answer) ? kDone : kNetwork;

@@ -59,7 +59,8 @@ void Show(const Options& options, Output& output, const Roster& roster) {
   }
   if (roster.Count() == 0) return Complain("nobody answered");
   const size_t width = output.IsTerminal() ? output.TerminalSize().columns : 0;
-  for (const auto& line : TableLines(roster, Now(), width, WantColor(options.color, output)))
+  for (const auto& line : TableLines(Arrange(roster, Order::kUuid, ""), Order::kUuid, Now(), width,
+                                     WantColor(options.color, output)))
     output.Line(line);
 }
 

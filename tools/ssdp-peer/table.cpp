@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "table.h"
 
+#include <arpa/inet.h>
+
 #include <algorithm>
 
 #include "text.h"
@@ -32,23 +34,24 @@ Row MakeRow(const Peer& peer, int64_t now) {
           gone ? ChangeName(peer.change) : Duration(peer.expiry - now)};
 }
 
-// What fits is shown whole. When it's too much the UUID keeps its 36 characters as long as the
-// status has half of the two's room.
+// A UUID is known by its start: it is shortened to so much before the status is.
+constexpr size_t kLeastUuid = 11;
+
 Widths Measure(const std::vector<Row>& rows, size_t width) {
   Widths w;
   for (const auto& row : rows) {
-    w.uuid = std::max(w.uuid, row.uuid.size());
+    w.uuid = std::max(w.uuid, Columns(row.uuid));
     w.address = std::max(w.address, row.address.size());
-    w.status = std::max(w.status, row.status.size());
+    w.status = std::max(w.status, Columns(row.status));
     w.seen = std::max(w.seen, row.seen.size());
     w.expires = std::max(w.expires, row.expires.size());
   }
   const size_t rest = 2 + w.address + w.seen + w.expires + 4;
   const size_t room = width > rest ? width - rest : 0;
   if (width == 0 || w.uuid + w.status <= room) return w;
-  w.uuid =
-      std::min(w.uuid, std::max(room / 2, std::min<size_t>(36, room - std::min<size_t>(room, 12))));
-  w.status = std::min(w.status, room - w.uuid);
+  const size_t beside_status = room - std::min(room, w.status);
+  w.uuid = std::min(w.uuid, std::max(kLeastUuid, beside_status));
+  w.status = std::min(w.status, room - std::min(room, w.uuid));
   return w;
 }
 
@@ -66,17 +69,52 @@ std::string Colored(const std::string& line, const char* code) {
   return std::string("\x1b[") + code + "m" + line + "\x1b[0m";
 }
 
+// Addresses are dotted IPv4; by their numbers 10.77.0.9 comes before 10.77.0.10.
+uint32_t AddressNumber(const std::string& address) {
+  in_addr number = {};
+  inet_pton(AF_INET, address.c_str(), &number);
+  return ntohl(number.s_addr);
+}
+
+bool Contains(const std::string& text, const std::string& part) {
+  const auto same = [](char a, char b) {
+    const auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? c - 'A' + 'a' : c; };
+    return lower(a) == lower(b);
+  };
+  return std::search(text.begin(), text.end(), part.begin(), part.end(), same) != text.end() ||
+         part.empty();
+}
+
 }  // namespace
 
-std::vector<std::string> TableLines(const Roster& roster, int64_t now, size_t width, bool color) {
+std::vector<Peer> Arrange(const Roster& roster, Order order, const std::string& filter) {
+  std::vector<Peer> peers;
+  for (const auto& [uuid, peer] : roster.Peers())
+    if (Contains(uuid, filter) || Contains(peer.address, filter) || Contains(peer.status, filter))
+      peers.push_back(peer);
+  // They come by UUID, and a stable sort keeps that among equals.
+  if (order == Order::kAddress)
+    std::stable_sort(peers.begin(), peers.end(), [](const Peer& a, const Peer& b) {
+      return AddressNumber(a.address) < AddressNumber(b.address);
+    });
+  if (order == Order::kSeen)
+    std::stable_sort(peers.begin(), peers.end(),
+                     [](const Peer& a, const Peer& b) { return a.seen > b.seen; });
+  return peers;
+}
+
+std::vector<std::string> TableLines(const std::vector<Peer>& peers, Order order, int64_t now,
+                                    size_t width, bool color) {
   static const char* const kColors[] = {"0", "32", "33", "31", "31"};
   std::vector<Row> rows(1);
-  for (const auto& [uuid, peer] : roster.Peers()) rows.push_back(MakeRow(peer, now));
+  if (order == Order::kAddress) rows[0].address += '^';
+  if (order == Order::kSeen) rows[0].seen += '^';
+  for (const auto& peer : peers) rows.push_back(MakeRow(peer, now));
   const Widths widths = Measure(rows, width);
   std::vector<std::string> lines;
   for (size_t i = 0; i < rows.size(); ++i) {
     std::string line = Line(rows[i], widths);
-    if (width > 0) line = line.substr(0, width);
+    if (width > 0) line = Cut(line, width);
     if (color && i == 0) line = Colored(line, "1");
     if (color && rows[i].change != Change::kNone)
       line = Colored(line, kColors[static_cast<int>(rows[i].change)]);

@@ -11,14 +11,26 @@
 // these.
 namespace ssdp_peer {
 
-// Printable ASCII stays, a backslash is doubled, every other byte becomes \xNN.
+// Takes the character set from the environment. Without it, and in a locale that has no UTF-8, only
+// ASCII counts as printable. Call it before other threads run.
+void UseLocale();
+
+// Printable ASCII stays, and in a UTF-8 locale every character that takes up columns of its own. A
+// backslash is doubled. Every other byte becomes \xNN: control, bidirectional and zero-width
+// characters, and what is no UTF-8.
 std::string Printable(std::string_view text);
 
-// The same for a field that more fields follow: a space is escaped too, and an empty text is "-".
+// The same for a field that more fields follow: spaces are escaped too, and an empty text is "-".
 std::string PrintableWord(std::string_view text);
 
-// Cut to `width` characters, the last three of them "..." when something was lost, and filled up to
-// it with spaces.
+// The columns that a printable text takes up on a terminal: some characters take two.
+size_t Columns(std::string_view text);
+
+// The longest start of a printable text that takes up at most `width` columns.
+std::string Cut(std::string_view text, size_t width);
+
+// Cut to `width` columns, the last three of them "..." when something was lost, and filled up to it
+// with spaces.
 std::string Fit(const std::string& text, size_t width);
 
 // "5s", "1m05s", "2h03m", "4d05h".

@@ -6,10 +6,10 @@
 
 #include "json.h"
 #include "signals.h"
-#include "table.h"
 #include "terminal.h"
 #include "text.h"
 #include "verbs.h"
+#include "view.h"
 
 namespace ssdp_peer {
 
@@ -52,28 +52,6 @@ Clock::time_point Watcher::NextStep() const {
   return std::min(m_next_announcement, Clock::now() + std::chrono::seconds(1));
 }
 
-std::vector<std::string> Frame(const Options& options, const Roster& roster,
-                               const std::string& place, const std::string& message, int64_t now,
-                               Output::Size size, bool color) {
-  std::vector<std::string> lines = {Fit(place + "  " + Printable(options.uuid) + "  " +
-                                            Printable(options.status) + "  " +
-                                            Printable(SearchTarget(options)),
-                                        size.columns)};
-  if (color) lines[0] = "\x1b[7m" + lines[0] + "\x1b[0m";
-  auto table = TableLines(roster, now, size.columns, color);
-  const size_t room = size.rows > 3 ? size.rows - 3 : 1;  // above and below it: who we are, keys
-  std::string footer = std::to_string(roster.Count()) + " here   s search  a announce  q quit";
-  if (table.size() > room) {
-    footer = std::to_string(table.size() - room) + " rows more   " + footer;
-    table.resize(room);
-  }
-  lines.insert(lines.end(), table.begin(), table.end());
-  lines.push_back(Fit(Printable(message), size.columns));
-  lines.push_back(Fit(footer, size.columns));
-  lines.resize(std::min(lines.size(), size.rows));
-  return lines;
-}
-
 namespace {
 
 // Where we are: interface and address.
@@ -107,13 +85,39 @@ int WatchPlain(const Options& options, Output& output, Session& session, Watcher
   return kDone;
 }
 
-// False: quit. A failure is told like every other, and so ends up in the message too.
-bool ObeyKeys(const std::string& keys, Watcher& watcher, std::string& message) {
-  for (const char key : keys) {
-    if (key == 'q') return false;
-    if (key == 's' && watcher.Search()) message = "searched";
-    if (key == 'a' && watcher.Announce()) message = "announced";
+// What the message line shows: the latest message, until it is old.
+class Message {
+ public:
+  void Set(const std::string& text) {
+    m_text = text;
+    m_end = Clock::now() + std::chrono::seconds(10);
   }
+  std::string Text() const { return Clock::now() < m_end ? m_text : ""; }
+
+ private:
+  std::string m_text;
+  Clock::time_point m_end;
+};
+
+// False: quit. A failure is told like every other, and so ends up in the message too.
+bool ObeyKeys(const std::vector<Key>& keys, View& view, Watcher& watcher, Message& message) {
+  for (const auto& key : keys) {
+    if (view.Press(key) || key.kind != KeyKind::kText) continue;
+    if (key.text == 'q') return false;
+    if (key.text == 's' && watcher.Search()) message.Set("searched");
+    if (key.text == 'a' && watcher.Announce()) message.Set("announced");
+  }
+  return true;
+}
+
+// Waits for what comes next. An Escape alone may be the start of another key, whose rest is not
+// far.
+bool AwaitKeys(Loop& loop, KeyReader& reader, Clock::time_point until, std::vector<Key>& keys) {
+  const bool pending = reader.Pending();
+  if (pending) until = std::min(until, Clock::now() + std::chrono::milliseconds(50));
+  if (!loop.Wait(until)) return false;
+  const std::string bytes = loop.TakeInput();
+  keys = pending && bytes.empty() ? reader.Flush() : reader.Feed(bytes);
   return true;
 }
 
@@ -123,14 +127,18 @@ int WatchLive(const Options& options, Output& output, Session& session, Watcher&
   Screen screen(output);
   Loop loop(session, output);
   loop.ReadInput();
-  std::string message;
+  Message message;
+  View view;
+  KeyReader reader;
+  std::vector<Key> keys;
   do {
     if (TakePause() || !IsOurs(output.Descriptor())) screen.Pause();
     watcher.Step();
-    if (captured.Read()) message = captured.LastMessage();
-    screen.Draw(
-        Frame(options, watcher.Peers(), Place(), message, Now(), output.TerminalSize(), color));
-  } while (loop.Wait(watcher.NextStep()) && ObeyKeys(loop.TakeInput(), watcher, message));
+    if (captured.Read()) message.Set(captured.LastMessage());
+    const Scene scene = {options, watcher.Peers(), Place(), message.Text(), Now()};
+    screen.Draw(view.Lines(scene, output.TerminalSize(), color));
+  } while (AwaitKeys(loop, reader, watcher.NextStep(), keys) &&
+           ObeyKeys(keys, view, watcher, message));
   return kDone;
 }
 

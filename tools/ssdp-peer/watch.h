@@ -42,11 +42,6 @@ class Watcher {
   Clock::time_point m_next_announcement;
 };
 
-// The lines of one frame.
-std::vector<std::string> Frame(const Options& options, const Roster& roster,
-                               const std::string& place, const std::string& message, int64_t now,
-                               Output::Size size, bool color);
-
 }  // namespace ssdp_peer
 
 #endif
