@@ -72,7 +72,7 @@ void Return(Stage& stage) {
   stage.Expect({"cellar", "appears by search", "lamp-hall", "10.77.0.1", "on"});
   stage.Expect({"cellar", "appears by search", "lamp-kitchen", "10.77.0.2", "on"});
 
-  stage.Heading("The table that a search on each host ends with:");
+  stage.Heading("What a search on each host finds:");
   for (const char* host : {"hall", "kitchen", "cellar"})
     stage.ExpectTable(
         host, {"lamp-cellar 10.77.0.33 on", "lamp-hall 10.77.0.1 on", "lamp-kitchen 10.77.0.2 on"});

@@ -12,7 +12,6 @@
 #include <cstdlib>
 #include <ctime>
 #include <nlohmann/json.hpp>
-#include <sstream>
 #include <stdexcept>
 #include <thread>
 #include <tuple>
@@ -76,18 +75,10 @@ void PrintCommand(const std::string& host, const std::vector<std::string>& argum
   std::fflush(stdout);
 }
 
-// The rows of a table without its heading, each as "UUID address status".
-std::vector<std::string> Devices(const std::vector<std::string>& table) {
-  std::vector<std::string> devices;
-  for (size_t i = 1; i < table.size(); ++i) {
-    std::istringstream row(table[i]);
-    std::string device;
-    std::string word;
-    for (int column = 0; column < 3 && row >> word; ++column)
-      device += (column > 0 ? " " : "") + word;
-    devices.push_back(device);
-  }
-  return devices;
+// What a search has printed, a line for each device as it answered, by UUID.
+std::vector<std::string> Sorted(std::vector<std::string> lines) {
+  std::sort(lines.begin(), lines.end());
+  return lines;
 }
 
 }  // namespace
@@ -241,7 +232,7 @@ void Stage::ExpectTable(const std::string& host, const std::vector<std::string>&
   bool kept = false;
   for (const auto deadline = Clock::now() + kPatience; !kept && Clock::now() < deadline;) {
     search = m_lan[m_lamps.at(host).number].Start(command);
-    kept = search->Wait() == 0 && Devices(search->Lines()) == devices;
+    kept = search->Wait() == 0 && Sorted(search->Lines()) == devices;
   }
   for (const auto& line : search->Lines()) std::printf("%s\n", line.c_str());
   std::puts("");

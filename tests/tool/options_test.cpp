@@ -88,6 +88,16 @@ TEST(Options, ASearchWaitsForItsAnswers) {
   EXPECT_THAT(Fault({"search", "--wait", "2", "--mx", "3"}), HasSubstr("--wait"));
 }
 
+TEST(Options, ASearchMayEndAtTheFirstAndBeQuiet) {
+  EXPECT_FALSE(Parse({"search"}).first);
+  EXPECT_FALSE(Parse({"search"}).quiet);
+  EXPECT_TRUE(Parse({"search", "--first"}).first);
+  EXPECT_TRUE(Parse({"search", "-f"}).first);
+  EXPECT_TRUE(Parse({"search", "--quiet"}).quiet);
+  EXPECT_TRUE(Parse({"search", "-q"}).quiet);
+  EXPECT_THAT(Fault({"watch", "-q"}), HasSubstr("-q"));
+}
+
 TEST(Options, AnnouncementsComeBeforeTheLastOneExpires) {
   EXPECT_EQ(Parse({"announce", "--notify-timeout", "60"}).every, 20);
   EXPECT_EQ(Parse({"announce", "--notify-timeout", "2"}).every, 1);
@@ -228,7 +238,7 @@ TEST(Help, EveryDocumentNamesEveryOptionAndVerb) {
                                                         {"bash", ReadDocument("ssdp-peer.bash")},
                                                         {"zsh", ReadDocument("_ssdp-peer")}};
   const auto names = OptionNames();
-  EXPECT_EQ(names.size(), 17u + 4u);
+  EXPECT_EQ(names.size(), 19u + 4u);
   for (const auto& [title, text] : documents)
     for (const auto& name : names)
       EXPECT_TRUE(text.find(name) != std::string::npos) << title << " lacks " << name;

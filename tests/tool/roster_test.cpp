@@ -160,8 +160,9 @@ std::vector<std::string> Shown(const Roster& roster, Order order, const std::str
   return uuids;
 }
 
-Roster ThreeDevices() {
+Roster FourDevices() {
   Roster roster;
+  roster.Heard(Device("d", "on", 190, "10.77.1.2"), 99);
   roster.Heard(Device("a", "warm", 190, "10.77.0.10"), 101);
   roster.Heard(Device("b", "off", 190, "10.77.0.9"), 100);
   roster.Heard(Device("c", "WARMER", 190, "10.77.0.9"), 102);
@@ -169,10 +170,10 @@ Roster ThreeDevices() {
 }
 
 TEST(Table, IsOrderedByUuidAddressOrLastSeen) {
-  const Roster roster = ThreeDevices();
-  EXPECT_THAT(Shown(roster, Order::kUuid), ElementsAre("a", "b", "c"));
-  EXPECT_THAT(Shown(roster, Order::kAddress), ElementsAre("b", "c", "a"));
-  EXPECT_THAT(Shown(roster, Order::kSeen), ElementsAre("c", "a", "b"));
+  const Roster roster = FourDevices();
+  EXPECT_THAT(Shown(roster, Order::kUuid), ElementsAre("a", "b", "c", "d"));
+  EXPECT_THAT(Shown(roster, Order::kAddress), ElementsAre("b", "c", "a", "d"));
+  EXPECT_THAT(Shown(roster, Order::kSeen), ElementsAre("c", "a", "b", "d"));
 }
 
 TEST(Table, MarksTheOrderInItsHeading) {
@@ -183,7 +184,7 @@ TEST(Table, MarksTheOrderInItsHeading) {
 }
 
 TEST(Table, IsFilteredByAnyOfItsTexts) {
-  const Roster roster = ThreeDevices();
+  const Roster roster = FourDevices();
   EXPECT_THAT(Shown(roster, Order::kUuid, "Warm"), ElementsAre("a", "c"));
   EXPECT_THAT(Shown(roster, Order::kUuid, "0.9"), ElementsAre("b", "c"));
   EXPECT_THAT(Shown(roster, Order::kUuid, "b"), ElementsAre("b"));

@@ -18,7 +18,8 @@ const char* const kHelp =
 Takes part in SSDP discovery as one device and shows the others of its kind.
 
   watch               a live table of the others; s search, a announce, q quit
-  search              one search: who is there? [--wait S] seconds (MX + 1)
+  search              one search: who is there? [--wait S] seconds (MX + 1);
+                      [--first] ends it; [--quiet] tells by the exit status only
   announce            stay on the network; each line of input is our new status
                       [--every S] seconds (a third of the notify time-out)
   doctor              why does nobody find me?
@@ -108,8 +109,10 @@ Given Describe(CLI::App& app, Options& options) {
     return command;
   };
   verb("watch", Verb::kWatch);
-  given.wait =
-      verb("search", Verb::kSearch)->add_option("--wait", options.wait)->check(Number(1, 3600));
+  CLI::App* search = verb("search", Verb::kSearch);
+  given.wait = search->add_option("--wait", options.wait)->check(Number(1, 3600));
+  search->add_flag("-f,--first", options.first)->disable_flag_override();
+  search->add_flag("-q,--quiet", options.quiet)->disable_flag_override();
   given.every = verb("announce", Verb::kAnnounce)
                     ->add_option("--every", options.every)
                     ->check(Number(1, 604800));

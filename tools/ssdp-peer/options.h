@@ -32,6 +32,8 @@ struct Options {
   int mx = 2;
   int wait = 3;
   int every = 30;
+  bool first = false;  // a search ends at the first response
+  bool quiet = false;  // a search tells its result by the exit status alone
   bool json = false;
   bool verbose = false;
   Color color = Color::kAuto;

@@ -23,7 +23,7 @@ _ssdp_peer() {
     esac
   done
   case $verb in
-    search) options+=' --wait' ;;
+    search) options+=' --wait --first --quiet' ;;
     announce) options+=' --every' ;;
     '') options+=" $verbs" ;;
   esac
