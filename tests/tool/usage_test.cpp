@@ -1,9 +1,13 @@
 // SPDX-License-Identifier: MIT
+#include <signal.h>
+
 #include "fixture.h"
 
 using testing::Each;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::MatchesRegex;
+using testing::Not;
 using testing::StartsWith;
 
 namespace {
@@ -62,19 +66,59 @@ TEST_F(ToolTest, WithoutANetworkEveryVerbEndsWithThree) {
   }
 }
 
-// The library prints its failure lines on standard output.
-TEST_F(ToolTest, FailureLinesOfTheLibraryGoToStandardErrorAlone) {
-  Shell(1,
-        "nft add table ip wall; "
-        "nft add chain ip wall out '{ type filter hook output priority 0; }'; "
-        "nft add rule ip wall out ip daddr 239.255.255.250 drop");
+class WalledTest : public ToolTest {
+ protected:
+  // Nothing that is sent to the group leaves the first host.
+  void SetUp() override {
+    Shell(1,
+          "nft add table ip wall; "
+          "nft add chain ip wall out '{ type filter hook output priority 0; }'; "
+          "nft add rule ip wall out ip daddr 239.255.255.250 drop");
+  }
+};
+
+TEST_F(WalledTest, AMessageThatCantBeSentIsToldWithTheReason) {
   for (const auto& verb : kVerbs) {
     const Result result = Run(1, {verb, "--json"});
+    const std::string message = verb == std::string("search") ? "search" : "announcement";
     EXPECT_EQ(result.status, 3) << verb;
+    EXPECT_THAT(result.errors,
+                MatchesRegex("ssdp-peer: the " + message +
+                             " could not be sent: Operation not permitted; \"ssdp-peer doctor\" "
+                             "says more\n"
+                             "ssdp-peer: [0-9]+ failure lines of the library are hidden; --verbose "
+                             "shows them\n"))
+        << verb;
+  }
+}
+
+// The library prints them on standard output.
+TEST_F(WalledTest, FailureLinesOfTheLibraryGoToStandardErrorWhenVerbose) {
+  for (const auto& verb : kVerbs) {
+    const Result result = Run(1, {verb, "--json", "--verbose"});
     EXPECT_THAT(result.output, Each(StartsWith("{"))) << verb;
     EXPECT_THAT(result.errors, HasSubstr("Network: ")) << verb;
-    EXPECT_THAT(result.errors, HasSubstr(" source/ssdphandler.cpp")) << verb;
+    EXPECT_THAT(result.errors, HasSubstr("source/ssdphandler.cpp")) << verb;
+    EXPECT_THAT(result.errors, Not(HasSubstr("hidden"))) << verb;
   }
+}
+
+// More of them than the pipe holds that they are counted in.
+TEST_F(ToolTest, FailureLinesHoldUpNothing) {
+  const Program lamp = Start(1, {"announce", "--uuid", "lamp"}, m_folder / "errors");
+  AwaitLine(*lamp, {"started"});
+  Shell(1, "ip route del 239.0.0.0/8");
+  for (int i = 0; i < 2000; ++i) lamp->Tell(std::to_string(i));
+  lamp->Tell("a\rb");
+  const auto refused = [&] {
+    return ReadFile(m_folder / "errors").find("input refused") != std::string::npos;
+  };
+  for (const auto deadline = std::chrono::steady_clock::now() + support::kPatience;
+       !refused() && std::chrono::steady_clock::now() < deadline;)
+    lamp->Listen(std::chrono::milliseconds(10));
+  EXPECT_TRUE(refused());
+  lamp->Signal(SIGTERM);
+  EXPECT_EQ(lamp->Wait(), 3);
 }
 
 TEST_F(ToolTest, OutputThatCantBeWrittenIsAFailure) {

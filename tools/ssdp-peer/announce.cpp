@@ -3,6 +3,7 @@
 
 #include "json.h"
 #include "loop.h"
+#include "tell.h"
 #include "text.h"
 #include "validation.h"
 #include "verbs.h"
@@ -20,7 +21,7 @@ class Announcer {
   bool Announce() {
     m_next = Clock::now() + std::chrono::seconds(m_options.every);
     if (!m_session.Announce()) {
-      Complain("the announcement could not be sent; \"ssdp-peer doctor\" says more");
+      TellUnsent("announcement");
       return false;
     }
     if (m_options.verbose) Tell();
@@ -78,7 +79,7 @@ int Announce(const Options& options, Output& output) {
     for (const auto& event : session.Take()) announcer.TellSearched(event);
     if (Clock::now() >= announcer.Next()) announcer.Announce();
   }
-  return session.End() ? kDone : kNetwork;
+  return EndSession(session) ? kDone : kNetwork;
 }
 
 }  // namespace ssdp_peer

@@ -26,6 +26,7 @@ bool Loop::Wait(Clock::time_point until) {
   // At most a second, after which the input may have become ours.
   poll(waiting, 4, static_cast<int>(std::clamp<int64_t>(left.count(), 0, 1000)));
   TakeSignals();
+  m_output.LibraryFailures().Read();
   if (waiting[3].revents != 0) Read();
   return !StopAsked() && !m_output.Broken() && (waiting[2].revents & (POLLERR | POLLHUP)) == 0;
 }

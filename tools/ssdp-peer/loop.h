@@ -15,7 +15,7 @@ using Clock = std::chrono::steady_clock;
 // What a verb waits for: events, signals, input, and the moment when its reader goes.
 class Loop {
  public:
-  Loop(const Session& session, const Output& output) : m_session(session), m_output(output) {}
+  Loop(const Session& session, Output& output) : m_session(session), m_output(output) {}
 
   // False when it is time to end.
   bool Wait(Clock::time_point until);
@@ -29,7 +29,7 @@ class Loop {
   void Read();
 
   const Session& m_session;
-  const Output& m_output;
+  Output& m_output;
   bool m_input_open = false;
   bool m_input_ended = false;
   std::string m_input;

@@ -16,7 +16,7 @@ namespace ssdp_peer {
 
 namespace {
 
-// Whether anything can work at all, and whether the multicast goes where the user thinks it does.
+// Whether anything can work at all, and whether the multicast goes where the user expects it to.
 bool NetworkIsFit(const Options& options) {
   const std::string fault = FindNetworkFault();
   if (!fault.empty()) {
@@ -43,6 +43,16 @@ int RunVerb(const Options& options, Output& output) {
   }
 }
 
+void TellFailures(const Options& options, Output& output) {
+  Failures& failures = output.LibraryFailures();
+  failures.Read();
+  if (failures.Count() == 0 || options.verbose) return;
+  const bool one = failures.Count() == 1;
+  Complain(std::to_string(failures.Count()) + (one ? " failure line" : " failure lines") +
+           " of the library " + (one ? "is" : "are") + " hidden; --verbose shows " +
+           (one ? "it" : "them"));
+}
+
 int Run(int argc, char** argv, Output& output) {
   UseLocale();
   try {
@@ -50,7 +60,9 @@ int Run(int argc, char** argv, Output& output) {
     if (!options.answer.empty()) return output.Write(options.answer) ? kDone : kNetwork;
     Validate(options, Names(Interfaces()));
     CatchSignals();
+    if (options.verbose) output.LibraryFailures().Show();
     const int status = RunVerb(options, output);
+    TellFailures(options, output);
     return output.Failed() ? kNetwork : status;
   } catch (const UsageError& error) {
     Complain(error.what());

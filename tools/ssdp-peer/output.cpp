@@ -6,10 +6,10 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <sstream>
 
 #include "signals.h"
 
@@ -17,12 +17,24 @@ namespace ssdp_peer {
 
 namespace {
 
-constexpr size_t kMostCaptured = 65536;
+constexpr size_t kMostCaptured = 1000;  // lines
+const char kPrefix[] = "ssdp-peer: ";   // of our messages
+
+bool IsOurs(const std::string& line) {
+  return line.rfind(kPrefix, 0) == 0;
+}
 
 // A descriptor of the three that is closed would be given to the next socket, and printed into.
 void OpenMissingDescriptors() {
   for (int fd = 0; fd < 3; ++fd)
     if (fcntl(fd, F_GETFD) < 0) open("/dev/null", O_RDWR);
+}
+
+int TakeStandardOutput() {
+  OpenMissingDescriptors();
+  const int fd = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3);
+  dup2(STDERR_FILENO, STDOUT_FILENO);
+  return fd;
 }
 
 // Whoever shares the descriptor may have made it one that doesn't block.
@@ -34,12 +46,7 @@ void AwaitRoom(int fd) {
 
 }  // namespace
 
-Output::Output() {
-  OpenMissingDescriptors();
-  m_fd = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3);
-  dup2(STDERR_FILENO, STDOUT_FILENO);
-  setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
-}
+Output::Output() : m_fd(TakeStandardOutput()) {}
 
 Output::~Output() {
   close(m_fd);
@@ -78,42 +85,48 @@ Captured::Captured() : m_error(fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 3)) {
     return;
   }
   fcntl(m_pipe[0], F_SETFL, O_NONBLOCK);
-  dup2(m_pipe[1], STDOUT_FILENO);
   dup2(m_pipe[1], STDERR_FILENO);
 }
 
 Captured::~Captured() {
   Read();
-  dup2(m_error, STDOUT_FILENO);
   dup2(m_error, STDERR_FILENO);
+  close(m_pipe[1]);
   Read();  // what came between the two
   close(m_error);
   close(m_pipe[0]);
-  close(m_pipe[1]);
-  std::fwrite(m_text.data(), 1, m_text.size(), stderr);
+  for (const auto& [text, count] : m_lines)
+    std::fprintf(stderr, count > 1 ? "%s (%zu times)\n" : "%s\n", text.c_str(), count);
+  std::fputs(m_unfinished.c_str(), stderr);
 }
 
-bool Captured::Read() {
-  const size_t before = m_text.size();
+std::string Captured::Read() {
   char text[4096];
   ssize_t size;
   while ((size = read(m_pipe[0], text, sizeof(text))) > 0)
-    m_text.append(text, static_cast<size_t>(size));
-  const bool more = m_text.size() > before;
-  if (m_text.size() > kMostCaptured) m_text.erase(0, m_text.size() - kMostCaptured);
-  return more;
-}
-
-std::string Captured::LastMessage() const {
+    m_unfinished.append(text, static_cast<size_t>(size));
   std::string message;
-  std::istringstream lines(m_text);
-  for (std::string line; std::getline(lines, line);)
-    if (!line.empty() && line[0] != ' ') message = line;
+  for (size_t end; (end = m_unfinished.find('\n')) != std::string::npos;) {
+    const std::string line = m_unfinished.substr(0, end);
+    m_unfinished.erase(0, end + 1);
+    Keep(line);
+    if (IsOurs(line)) message = line;
+  }
   return message;
 }
 
+void Captured::Keep(const std::string& line) {
+  const auto known = std::find_if(m_lines.begin(), m_lines.end(),
+                                  [&](const Line& other) { return other.text == line; });
+  if (known != m_lines.end() && IsOurs(line))
+    ++known->count;
+  else
+    m_lines.push_back({line, 1});
+  if (m_lines.size() > kMostCaptured) m_lines.erase(m_lines.begin());
+}
+
 void Complain(const std::string& text) {
-  std::fprintf(stderr, "ssdp-peer: %s\n", text.c_str());
+  std::fprintf(stderr, "%s%s\n", kPrefix, text.c_str());
 }
 
 }  // namespace ssdp_peer

@@ -5,11 +5,14 @@
 #include <cstddef>
 #include <string>
 #include <string_view>
+#include <vector>
+
+#include "failures.h"
 
 namespace ssdp_peer {
 
-// The program's own output. Taking it over moves standard output away from everyone else: what the
-// library prints there (its failure lines) goes to standard error.
+// The program's own output. Taking it over moves standard output away from everyone else: the lines
+// that the library prints there are not the program's.
 class Output {
  public:
   Output();
@@ -24,6 +27,8 @@ class Output {
   // It broke for another reason than that nobody reads any more, which is no failure.
   bool Failed() const { return m_failed; }
 
+  Failures& LibraryFailures() { return m_failures; }
+
   int Descriptor() const { return m_fd; }
   bool IsTerminal() const;
   struct Size {
@@ -34,12 +39,14 @@ class Output {
 
  private:
   int m_fd;
+  Failures m_failures;  // after m_fd, which is the standard output that it takes over
   bool m_broken = false;
   bool m_failed = false;
 };
 
-// While it lives, what is printed on standard output and standard error is kept instead of shown,
-// for it would tear a screen that is drawn in place. At the end it goes to standard error.
+// While it lives, what is printed on standard error is kept instead of shown, for it would tear a
+// screen that is drawn in place. At the end it goes there, a message of ours that came several
+// times once, with their number.
 class Captured {
  public:
   Captured();
@@ -47,16 +54,20 @@ class Captured {
   Captured(const Captured&) = delete;
   Captured& operator=(const Captured&) = delete;
 
-  int Descriptor() const { return m_pipe[0]; }
-  // Takes in what has been printed by now; true when there was something.
-  bool Read();
-  // The last message, or "". A line that begins with a space belongs to the one before it.
-  std::string LastMessage() const;
+  // Takes in what has been printed by now. Returns the last of our messages in it, or "".
+  std::string Read();
 
  private:
+  void Keep(const std::string& line);
+
+  struct Line {
+    std::string text;
+    size_t count;
+  };
   int m_pipe[2];
   int m_error;
-  std::string m_text;
+  std::string m_unfinished;  // the start of a line
+  std::vector<Line> m_lines;
 };
 
 // A message of the program about itself, on standard error.

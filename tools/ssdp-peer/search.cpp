@@ -6,6 +6,7 @@
 #include "loop.h"
 #include "roster.h"
 #include "table.h"
+#include "tell.h"
 #include "terminal.h"
 #include "text.h"
 #include "verbs.h"
@@ -106,10 +107,10 @@ int Search(const Options& options, Output& output) {
   Session session(options);
   Searcher searcher(options, output, session);
   if (!session.Running() || !searcher.Gather()) {
-    Complain("the search could not be sent; \"ssdp-peer doctor\" says more");
+    TellUnsent("search");
     return kNetwork;
   }
-  const bool left = session.End();
+  const bool left = EndSession(session);
   searcher.Show();
   if (!left) return kNetwork;
   return searcher.Found() > 0 ? kDone : kNothing;

@@ -14,9 +14,6 @@ int Search(const Options& options, Output& output);
 int Announce(const Options& options, Output& output);
 int Doctor(const Options& options, Output& output);
 
-// The line that says who and where we are, once a verb has started.
-bool TellStart(const Options& options, Output& output);
-
 }  // namespace ssdp_peer
 
 #endif

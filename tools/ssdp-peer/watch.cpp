@@ -6,6 +6,7 @@
 
 #include "json.h"
 #include "signals.h"
+#include "tell.h"
 #include "terminal.h"
 #include "text.h"
 #include "verbs.h"
@@ -16,13 +17,13 @@ namespace ssdp_peer {
 bool Watcher::Announce() {
   m_next_announcement = Clock::now() + std::chrono::seconds(m_options.every);
   const bool sent = m_session.Announce();
-  if (!sent) Complain("the announcement could not be sent; \"ssdp-peer doctor\" says more");
+  if (!sent) TellUnsent("announcement");
   return sent;
 }
 
 bool Watcher::Search() {
   const bool sent = m_session.Search();
-  if (!sent) Complain("the search could not be sent; \"ssdp-peer doctor\" says more");
+  if (!sent) TellUnsent("search");
   return sent;
 }
 
@@ -134,7 +135,7 @@ int WatchLive(const Options& options, Output& output, Session& session, Watcher&
   do {
     if (TakePause() || !IsOurs(output.Descriptor())) screen.Pause();
     watcher.Step();
-    if (captured.Read()) message.Set(captured.LastMessage());
+    if (const auto told = captured.Read(); !told.empty()) message.Set(told);
     const Scene scene = {options, watcher.Peers(), Place(), message.Text(), Now()};
     screen.Draw(view.Lines(scene, output.TerminalSize(), color));
   } while (AwaitKeys(loop, reader, watcher.NextStep(), keys) &&
@@ -153,14 +154,7 @@ int Watch(const Options& options, Output& output) {
   if (!live) TellStart(options, output);
   const int status = live ? WatchLive(options, output, session, watcher)
                           : WatchPlain(options, output, session, watcher);
-  return session.End() ? status : static_cast<int>(kNetwork);
-}
-
-bool TellStart(const Options& options, Output& output) {
-  const Route route = MulticastRoute();
-  if (options.json) return output.Line(JsonStarted(options, route.interface, route.source, Now()));
-  return output.Line(TimeText(Now()) + " started " + PrintableWord(route.source) + " " +
-                     PrintableWord(options.uuid) + " " + Printable(options.status));
+  return EndSession(session) ? status : static_cast<int>(kNetwork);
 }
 
 }  // namespace ssdp_peer
