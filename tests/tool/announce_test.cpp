@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include <signal.h>
 
-#include "fixture.h"
+#include "screen.h"
 
+using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
+using testing::Not;
 
 TEST_F(ToolTest, AnAnnouncedDeviceIsSeenAndSaysGoodbyeAtEverySignal) {
   const Program watch = StartWatch(1);
@@ -90,6 +92,19 @@ TEST_F(ToolTest, AnnouncingTellsWhatItDoesInJsonToo) {
   EXPECT_THAT(ReadJson(lamp->Lines(), "o['event'], ascii(o.get('status')), o.get('target')"),
               ElementsAre("started 'up' urn:example-org:device:Peer:1", "announced 'up' None",
                           "announced '\\ufffd off' None", "searched None None"));
+}
+
+TEST_F(ToolTest, ItSaysWhatTypingDoesAndAcknowledgesIt) {
+  Screen screen(m_lan[1], m_folder);
+  screen.Command("clear; '" SSDP_PEER "' announce --uuid lamp");
+  screen.AwaitText("Each line that you type is the new status. Ctrl-C ends.");
+  screen.Command("off");
+  screen.AwaitText("Z announced off");
+  screen.Press("C-c");
+  screen.AwaitEnd("^C$");
+  // Nobody types here.
+  screen.Command("clear; sleep 600 | '" SSDP_PEER "' announce --uuid lamp");
+  EXPECT_THAT(screen.AwaitText("started"), Not(Contains(HasSubstr("type"))));
 }
 
 // Two that started in the same second would else draw the same delays and answer at once.

@@ -29,9 +29,22 @@ TEST_F(DocumentsTest, BashCompletesVerbsOptionsAndTheirValues) {
   EXPECT_THAT(Complete({"wa"}), ElementsAre("watch"));
   EXPECT_THAT(Complete({"search", "--w"}), ElementsAre("--wait"));
   EXPECT_THAT(Complete({"announce", "--w"}), ElementsAre(""));
-  EXPECT_THAT(Complete({"announce", "--e"}), ElementsAre("--every"));
+  EXPECT_THAT(Complete({"announce", "--ev"}), ElementsAre("--every"));
   EXPECT_THAT(Complete({"watch", "--color", "a"}), ElementsAre("auto", "always"));
-  EXPECT_THAT(Complete({"--status", ""}), ElementsAre(""));
+  EXPECT_THAT(Complete({"watch", "--color", "=", "n"}), ElementsAre("never"));
+  EXPECT_THAT(Complete({"watch", "--color", "="}), ElementsAre("auto", "always", "never"));
+  EXPECT_THAT(Complete({"watch", "-c", ""}), ElementsAre("auto", "always", "never"));
+  EXPECT_THAT(Complete({"--status", ""}), ElementsAre("up"));
+  EXPECT_THAT(Complete({"watch", "--expect-interface", "l"}), ElementsAre("lo"));
+  EXPECT_THAT(Complete({"search", "--mx", ""}), ElementsAre("1", "2", "3", "4", "5"));
+}
+
+TEST_F(DocumentsTest, BashOffersVerbsFirst) {
+  EXPECT_THAT(Complete({""}), ElementsAre("watch", "search", "announce", "doctor", "help"));
+  EXPECT_THAT(Complete({"--json", ""}),
+              ElementsAre("watch", "search", "announce", "doctor", "help"));
+  EXPECT_THAT(Complete({"help", ""}), ElementsAre("watch", "search", "announce", "doctor"));
+  EXPECT_THAT(Complete({"--verb"}), ElementsAre("--verbose"));
 }
 
 TEST_F(DocumentsTest, TheManualPageIsWithoutFault) {

@@ -11,6 +11,7 @@
 #include <sstream>
 #include <vector>
 
+#include "help.h"
 #include "json.h"
 #include "validation.h"
 
@@ -127,6 +128,8 @@ TEST(Options, AFaultIsToldInWordsOfThisProgram) {
   EXPECT_EQ(Fault({"--wait", "3", "watch"}), "watch has no \"--wait\"");
   EXPECT_EQ(Fault({"search", "--json", "lamp"}), "search has no \"lamp\"");
   EXPECT_EQ(Fault({"dance"}), "there is no \"dance\"");
+  EXPECT_EQ(Fault({"search", "--mx"}), "--mx needs a value");
+  EXPECT_EQ(Fault({"search", "-w"}), "--wait needs a value");
 }
 
 TEST(Options, AFlagTakesNoValue) {
@@ -146,12 +149,12 @@ TEST(Options, AFaultShowsNoControlCharacter) {
   EXPECT_EQ(Fault({"watch", "--\x1b[2J"}), "watch has no \"--\\x1b[2J\"");
   EXPECT_EQ(Fault({"watch", "\r\n\x9b"}), "watch has no \"\\x0d\\x0a\\x9b\"");
   EXPECT_EQ(Fault({"watch", "--interface", "a\x9b"}),
-            "--interface: there is no \"a\\x9b\" here, but lo, eth0");
+            "--expect-interface: no interface \"a\\x9b\"; there are lo and eth0");
 }
 
 TEST(Validation, ALineEndInAValueIsRefusedByName) {
   for (const char* option : {"--domain", "--device-type", "--device-version", "--uuid", "--status",
-                             "--server", "--user-agent", "--interface"})
+                             "--server", "--user-agent", "--expect-interface"})
     for (const char* value : {"a\rb", "a\nb", "\r\n"})
       EXPECT_THAT(Fault({"watch", option, value}),
                   MatchesRegex(std::string(option) + ": must not contain a line end .*"));
@@ -174,7 +177,7 @@ TEST(Validation, AUuidIsNeededAndHasNoColon) {
 
 TEST(Validation, AnUnknownInterfaceIsRefusedWithThoseThereAre) {
   EXPECT_EQ(Fault({"watch", "--interface", "wlan7"}),
-            "--interface: there is no \"wlan7\" here, but lo, eth0");
+            "--expect-interface: no interface \"wlan7\"; there are lo and eth0");
   EXPECT_EQ(Fault({"watch", "--interface", "eth0"}), "");
   EXPECT_EQ(Fault({"doctor", "--interface", "wlan7"}), "");
 }
@@ -214,13 +217,57 @@ TEST(Validation, AUserAgentIsTakenToTheLastByteThatFits) {
             "--user-agent: the search would be 513 bytes long, 1 more than a receiver reads");
 }
 
-TEST(Help, FitsAScreenAndNamesEveryOption) {
-  const std::string help = Parse({"--help"}).answer;
-  std::istringstream lines(help);
-  int count = 0;
-  for (std::string line; std::getline(lines, line); ++count) EXPECT_LE(line.size(), 80u) << line;
-  EXPECT_LE(count, 24);
-  EXPECT_EQ(Parse({"watch", "--help"}).answer, help);
+TEST(Options, EachShortOptionIsItsLongOne) {
+  const Options options =
+      Parse({"announce", "-i", "eth0", "-d", "a",  "-t", "b",     "-u", "d",  "-s", "e",
+             "-n",       "60", "-m",   "5",  "-j", "-c", "never", "-v", "-e", "7"});
+  EXPECT_EQ(options.interface, "eth0");
+  EXPECT_EQ(SearchTarget(options), "urn:a:device:b:1");
+  EXPECT_EQ(options.uuid, "d");
+  EXPECT_EQ(options.status, "e");
+  EXPECT_EQ(options.notify_timeout, 60);
+  EXPECT_EQ(options.mx, 5);
+  EXPECT_EQ(options.every, 7);
+  EXPECT_TRUE(options.json);
+  EXPECT_TRUE(options.verbose);
+  EXPECT_EQ(options.color, Color::kNever);
+  EXPECT_EQ(Parse({"search", "-w", "9"}).wait, 9);
+  EXPECT_EQ(Parse({"-V"}).answer, Parse({"--version"}).answer);
+  EXPECT_EQ(Parse({"-h"}).answer, Parse({"--help"}).answer);
+}
+
+TEST(Options, WhatIsMisspeltIsGuessed) {
+  EXPECT_EQ(Fault({"serach"}), "there is no \"serach\"; did you mean \"search\"?");
+  EXPECT_EQ(Fault({"docter"}), "there is no \"docter\"; did you mean \"doctor\"?");
+  EXPECT_EQ(Fault({"watch", "--statsu", "on"}),
+            "watch has no \"--statsu\"; did you mean \"--status\"?");
+  EXPECT_EQ(Fault({"search", "--wiat", "3"}), "search has no \"--wiat\"; did you mean \"--wait\"?");
+  EXPECT_EQ(Fault({"help", "wacht"}), "there is no help on \"wacht\"; did you mean \"watch\"?");
+  EXPECT_EQ(Fault({"x"}), "there is no \"x\"");
+}
+
+TEST(Options, TheExpectedInterfaceHasTwoNamesAndIsNeverEmpty) {
+  EXPECT_EQ(Parse({"watch", "--expect-interface", "eth0"}).interface, "eth0");
+  EXPECT_EQ(Parse({"watch", "--interface", "eth0"}).interface, "eth0");
+  for (const char* name : {"-i", "--expect-interface", "--interface"})
+    EXPECT_EQ(Fault({"doctor", name, ""}), "--expect-interface: must not be empty");
+}
+
+TEST(Help, IsThereForEachVerbAndFitsAScreen) {
+  for (const std::string verb : {"", "watch", "search", "announce", "doctor"}) {
+    const std::string help = Help(verb);
+    std::istringstream lines(help);
+    int count = 0;
+    for (std::string line; std::getline(lines, line); ++count) EXPECT_LE(line.size(), 80u) << line;
+    EXPECT_LE(count, 24) << verb;
+    if (verb.empty()) continue;
+    EXPECT_NE(help, Help(""));
+    EXPECT_EQ(Parse({verb.c_str(), "--help"}).answer, help);
+    EXPECT_EQ(Parse({"-h", verb.c_str()}).answer, help);
+    EXPECT_EQ(Parse({"help", verb.c_str()}).answer, help);
+  }
+  EXPECT_EQ(Parse({"--help"}).answer, Help(""));
+  EXPECT_EQ(Parse({"help"}).answer, Help(""));
   EXPECT_THAT(Parse({"--version"}).answer, MatchesRegex("ssdp-peer [0-9.]+\n"));
 }
 
@@ -233,12 +280,13 @@ std::string ReadDocument(const std::string& name) {
 }
 
 TEST(Help, EveryDocumentNamesEveryOptionAndVerb) {
-  const std::map<std::string, std::string> documents = {{"help", kHelp},
-                                                        {"manual", ReadDocument("ssdp-peer.1")},
-                                                        {"bash", ReadDocument("ssdp-peer.bash")},
-                                                        {"zsh", ReadDocument("_ssdp-peer")}};
+  const std::map<std::string, std::string> documents = {
+      {"help", Help("") + Help("search") + Help("announce")},
+      {"manual", ReadDocument("ssdp-peer.1")},
+      {"bash", ReadDocument("ssdp-peer.bash")},
+      {"zsh", ReadDocument("_ssdp-peer")}};
   const auto names = OptionNames();
-  EXPECT_EQ(names.size(), 19u + 4u);
+  EXPECT_EQ(names.size(), 20u + 5u);
   for (const auto& [title, text] : documents)
     for (const auto& name : names)
       EXPECT_TRUE(text.find(name) != std::string::npos) << title << " lacks " << name;

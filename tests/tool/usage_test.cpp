@@ -40,7 +40,7 @@ TEST_F(ToolTest, AWrongValueIsToldWithItsOption) {
   for (const auto& verb : kVerbs) {
     EXPECT_THAT(Run(1, {verb, "--status", "a\r\nb"}).errors, StartsWith("ssdp-peer: --status: "));
     EXPECT_THAT(Run(1, {verb, "--interface", "wlan7"}).errors,
-                StartsWith("ssdp-peer: --interface: there is no \"wlan7\" here, but lo"));
+                StartsWith("ssdp-peer: --expect-interface: no interface \"wlan7\"; there are lo"));
     EXPECT_THAT(Run(1, {verb, "--server", std::string(400, 'x')}).errors,
                 StartsWith("ssdp-peer: --server: the search answer would be "));
   }

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+#include <unistd.h>
+
 #include <chrono>
 
 #include "json.h"
@@ -16,7 +18,15 @@ namespace {
 class Announcer {
  public:
   Announcer(const Options& options, Output& output, Session& session)
-      : m_options(options), m_output(output), m_session(session) {}
+      : m_options(options),
+        m_output(output),
+        m_session(session),
+        m_typed(isatty(STDIN_FILENO) != 0 && output.IsTerminal() && !options.json) {}
+
+  // To whoever types: what that does.
+  void TellUse() {
+    if (m_typed) m_output.Line("Each line that you type is the new status. Ctrl-C ends.");
+  }
 
   bool Announce() {
     m_next = Clock::now() + std::chrono::seconds(m_options.every);
@@ -39,7 +49,7 @@ class Announcer {
     if (!fault.empty()) return Complain("input refused: " + fault);
     m_options = changed;
     m_session.SetStatus(line);
-    Announce();
+    if (Announce() && m_typed && !m_options.verbose) Tell();
   }
 
   void TellSearched(const Event& event) {
@@ -57,6 +67,7 @@ class Announcer {
   Options m_options;
   Output& m_output;
   Session& m_session;
+  const bool m_typed;  // the input is, by somebody who sees the output
   Clock::time_point m_next;
 };
 
@@ -66,6 +77,7 @@ int Announce(const Options& options, Output& output) {
   Session session(options);
   Announcer announcer(options, output, session);
   if (!session.Running() || !TellStart(options, output) || !announcer.Announce()) return kNetwork;
+  announcer.TellUse();
   Loop loop(session, output);
   loop.ReadInput();
   LineReader lines;

@@ -66,7 +66,7 @@ int Run(int argc, char** argv, Output& output) {
     return output.Failed() ? kNetwork : status;
   } catch (const UsageError& error) {
     Complain(error.what());
-    Complain("\"ssdp-peer --help\" says what it understands");
+    Complain("\"ssdp-peer help\" says what it understands");
     return kUsage;
   } catch (const std::exception& error) {
     Complain(error.what());

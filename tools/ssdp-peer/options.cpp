@@ -8,35 +8,10 @@
 #include <algorithm>
 #include <iterator>
 
+#include "help.h"
 #include "text.h"
 
 namespace ssdp_peer {
-
-// Written by hand, so that it fits a screen of 24 lines and 80 columns.
-const char* const kHelp =
-    R"(Usage: ssdp-peer VERB [OPTION]...
-Takes part in SSDP discovery as one device and shows the others of its kind.
-
-  watch               a live table of the others; s search, a announce, q quit
-  search              one search: who is there? [--wait S] seconds (MX + 1);
-                      [--first] ends it; [--quiet] tells by the exit status only
-  announce            stay on the network; each line of input is our new status
-                      [--every S] seconds (a third of the notify time-out)
-  doctor              why does nobody find me?
-
-  --domain D, --device-type T, --device-version V
-                      our kind, urn:D:device:T:V (example-org, Peer, 1)
-  --uuid U            who we are (a new UUID)     --status TEXT  how we are (up)
-  --interface NAME    where we expect the others (where the multicast goes)
-  --notify-timeout S  how long the others remember us (90)
-  --mx S              how long the others may take to answer a search (2)
-  --server TEXT, --user-agent TEXT  the product named in answers and searches
-  --json, --color auto|always|never, --verbose  how it is shown
-  --help, --version   this text; the version. More: man ssdp-peer
-
-  ssdp-peer search --device-type Lamp && echo "a lamp is there"
-  (while sleep 60; do cut -d' ' -f1 /proc/loadavg; done) | ssdp-peer announce
-)";
 
 namespace {
 
@@ -76,6 +51,7 @@ CLI::Validator Number(int least, int most) {
 }
 
 struct Given {
+  CLI::Option* interface;
   CLI::Option* uuid;
   CLI::Option* server;
   CLI::Option* user_agent;
@@ -87,7 +63,8 @@ struct Given {
 Given Describe(CLI::App& app, Options& options) {
   Given given = {};
   app.option_defaults()->take_last();  // so that an alias's options can be overruled
-  app.add_option("-i,--interface", options.interface);
+  // Named after what it does; the old name, which promised a choice, is kept.
+  given.interface = app.add_option("-i,--expect-interface,--interface", options.interface);
   app.add_option("-d,--domain", options.domain);
   app.add_option("-t,--device-type", options.device_type);
   app.add_option("--device-version", options.device_version);
@@ -95,10 +72,10 @@ Given Describe(CLI::App& app, Options& options) {
   app.add_option("-s,--status", options.status);
   given.server = app.add_option("--server", options.server);
   given.user_agent = app.add_option("--user-agent", options.user_agent);
-  app.add_option("--notify-timeout", options.notify_timeout)->check(Number(2, 604800));
-  given.mx = app.add_option("--mx", options.mx)->check(Number(1, 120));
-  app.add_flag("--json", options.json)->disable_flag_override();
-  app.add_option("--color", options.color)->transform(CLI::Validator(ReadColor, ""));
+  app.add_option("-n,--notify-timeout", options.notify_timeout)->check(Number(2, 604800));
+  given.mx = app.add_option("-m,--mx", options.mx)->check(Number(1, 120));
+  app.add_flag("-j,--json", options.json)->disable_flag_override();
+  app.add_option("-c,--color", options.color)->transform(CLI::Validator(ReadColor, ""));
   app.add_flag("-v,--verbose", options.verbose)->disable_flag_override();
 
   const auto verb = [&](const char* name, Verb value) {
@@ -110,17 +87,30 @@ Given Describe(CLI::App& app, Options& options) {
   };
   verb("watch", Verb::kWatch);
   CLI::App* search = verb("search", Verb::kSearch);
-  given.wait = search->add_option("--wait", options.wait)->check(Number(1, 3600));
+  given.wait = search->add_option("-w,--wait", options.wait)->check(Number(1, 3600));
   search->add_flag("-f,--first", options.first)->disable_flag_override();
   search->add_flag("-q,--quiet", options.quiet)->disable_flag_override();
   given.every = verb("announce", Verb::kAnnounce)
-                    ->add_option("--every", options.every)
+                    ->add_option("-e,--every", options.every)
                     ->check(Number(1, 604800));
   verb("doctor", Verb::kDoctor);
+  verb("help", Verb::kHelp)->add_option("verb", options.topic);
   app.require_subcommand(1);
   app.set_help_flag("-h,--help");
-  app.set_version_flag("--version", "ssdp-peer " SSDP_PEER_VERSION "\n");
+  app.set_version_flag("-V,--version", "ssdp-peer " SSDP_PEER_VERSION "\n");
   return given;
+}
+
+std::vector<std::string> LongNames(const CLI::App& app) {
+  std::vector<std::string> names;
+  for (const auto* option : app.get_options())
+    for (const auto& name : option->get_lnames()) names.push_back("--" + name);
+  return names;
+}
+
+std::string DidYouMean(const std::string& word, const std::vector<std::string>& candidates) {
+  const std::string closest = Closest(word, candidates);
+  return closest.empty() ? "" : "; did you mean \"" + closest + "\"?";
 }
 
 std::string FindStranger(const CLI::App& app) {
@@ -128,7 +118,31 @@ std::string FindStranger(const CLI::App& app) {
   if (strangers.empty()) return "a verb is needed: watch, search, announce or doctor";
   const auto verbs = app.get_subcommands();
   const std::string who = verbs.empty() ? "there is" : verbs[0]->get_name() + " has";
-  return who + " no \"" + Printable(strangers[0]) + "\"";
+  auto candidates = LongNames(app);
+  for (const auto& name : verbs.empty() ? VerbNames() : LongNames(*verbs[0]))
+    candidates.push_back(name);
+  return who + " no \"" + Printable(strangers[0]) + "\"" + DidYouMean(strangers[0], candidates);
+}
+
+// The help of the verb that was named, if any.
+std::string FindHelp(const CLI::App& app, const Options& options) {
+  const auto verbs = app.get_subcommands();
+  const auto known = VerbNames();
+  const std::string topic = verbs.empty()                    ? ""
+                            : verbs[0]->get_name() != "help" ? verbs[0]->get_name()
+                                                             : options.topic;
+  if (!topic.empty() && std::find(known.begin(), known.end(), topic) == known.end())
+    throw UsageError("there is no help on \"" + Printable(topic) + "\"" + DidYouMean(topic, known));
+  return Help(topic);
+}
+
+// In our words: "--mx: 1 required INT missing" is CLI11's.
+std::string ValueFault(const CLI::ArgumentMismatch& error) {
+  const std::string text = error.what();
+  const size_t colon = text.find(": ");
+  if (colon == std::string::npos || text.find(" missing") == std::string::npos)
+    return Printable(text);
+  return text.substr(0, colon) + " needs a value";
 }
 
 // A search waits a second longer than the others may take, for the way of the answers.
@@ -151,7 +165,7 @@ Options ParseOptions(int argc, const char* const* argv) {
   try {
     app.parse(argc, argv);
   } catch (const CLI::CallForHelp&) {
-    options.answer = kHelp;
+    options.answer = FindHelp(app, options);
     return options;
   } catch (const CLI::CallForVersion& version) {
     options.answer = version.what();
@@ -160,9 +174,17 @@ Options ParseOptions(int argc, const char* const* argv) {
     throw UsageError(FindStranger(app));
   } catch (const CLI::ExtrasError&) {
     throw UsageError(FindStranger(app));
+  } catch (const CLI::ArgumentMismatch& error) {
+    throw UsageError(ValueFault(error));
   } catch (const CLI::ParseError& error) {
     throw UsageError(Printable(error.what()));
   }
+  if (options.verb == Verb::kHelp) {
+    options.answer = FindHelp(app, options);
+    return options;
+  }
+  if (*given.interface && options.interface.empty())
+    throw UsageError("--expect-interface: must not be empty");
   if (!*given.uuid) options.uuid = NewUuid();
   if (!*given.server) options.server = ProductText();
   if (!*given.user_agent) options.user_agent = ProductText();
@@ -174,15 +196,10 @@ std::vector<std::string> OptionNames() {
   Options options;
   CLI::App app;
   Describe(app, options);
-  std::vector<std::string> names;
-  const auto add = [&names](const CLI::App& from) {
-    for (const auto* option : from.get_options())
-      for (const auto& name : option->get_lnames()) names.push_back("--" + name);
-  };
-  add(app);
+  auto names = LongNames(app);
   for (const auto* verb : app.get_subcommands(nullptr)) {
     names.push_back(verb->get_name());
-    add(*verb);
+    for (const auto& name : LongNames(*verb)) names.push_back(name);
   }
   return names;
 }

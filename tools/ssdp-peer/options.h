@@ -15,12 +15,12 @@ enum ExitStatus {
   kNetwork = 3,  // the network, or the output, could not be used; the doctor has a problem
 };
 
-enum class Verb { kWatch, kSearch, kAnnounce, kDoctor };
+enum class Verb { kWatch, kSearch, kAnnounce, kDoctor, kHelp };
 enum class Color { kAuto, kAlways, kNever };
 
 struct Options {
   Verb verb = Verb::kWatch;
-  std::string interface;  // empty: the one that the multicast leaves through
+  std::string interface;  // expected to carry the multicast; empty: any
   std::string domain = "example-org";
   std::string device_type = "Peer";
   std::string device_version = "1";
@@ -37,6 +37,7 @@ struct Options {
   bool json = false;
   bool verbose = false;
   Color color = Color::kAuto;
+  std::string topic;   // of the help
   std::string answer;  // not empty: print this and do nothing else
 };
 
@@ -44,8 +45,6 @@ struct Options {
 struct UsageError : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
-
-extern const char* const kHelp;
 
 // Reads the command line and puts a value into every setting; whether the values make sense is
 // validation.h's business. Throws UsageError.

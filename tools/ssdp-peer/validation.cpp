@@ -26,7 +26,7 @@ std::vector<Part> AllParts(const Options& options) {
                              {"--status", &options.status},
                              {"--server", &options.server},
                              {"--user-agent", &options.user_agent},
-                             {"--interface", &options.interface}});
+                             {"--expect-interface", &options.interface}});
   return parts;
 }
 
@@ -116,8 +116,10 @@ std::string FindUnknownInterface(const Options& options, const std::vector<std::
   if (options.interface.empty()) return "";
   if (std::find(known.begin(), known.end(), options.interface) != known.end()) return "";
   std::string names;
-  for (const auto& name : known) names += (names.empty() ? "" : ", ") + name;
-  return "--interface: there is no \"" + Printable(options.interface) + "\" here, but " + names;
+  for (size_t i = 0; i < known.size(); ++i)
+    names += (i == 0 ? "" : i + 1 < known.size() ? ", " : " and ") + known[i];
+  return "--expect-interface: no interface \"" + Printable(options.interface) + "\"; there " +
+         (known.size() == 1 ? "is " : "are ") + names;
 }
 
 void Validate(const Options& options, const std::vector<std::string>& interfaces) {
