@@ -243,7 +243,9 @@ TEST(Options, WhatIsMisspeltIsGuessed) {
             "watch has no \"--statsu\"; did you mean \"--status\"?");
   EXPECT_EQ(Fault({"search", "--wiat", "3"}), "search has no \"--wiat\"; did you mean \"--wait\"?");
   EXPECT_EQ(Fault({"help", "wacht"}), "there is no help on \"wacht\"; did you mean \"watch\"?");
+  EXPECT_EQ(Fault({"halp"}), "there is no \"halp\"; did you mean \"help\"?");
   EXPECT_EQ(Fault({"x"}), "there is no \"x\"");
+  EXPECT_EQ(Fault({"watch", "--ab"}), "watch has no \"--ab\"");  // half of "--mx" is no likeness
 }
 
 TEST(Options, TheExpectedInterfaceHasTwoNamesAndIsNeverEmpty) {
@@ -309,15 +311,15 @@ std::set<std::string> PrintedWords() {
 
 TEST(Help, TheManualNamesEveryKeyAndEventOfTheJsonObjects) {
   std::set<std::string> words = {"started", "announced", "searched"};
-  for (const Change change :
-       {Change::kNone, Change::kNew, Change::kChanged, Change::kLeft, Change::kExpired})
+  for (const Change change : {Change::kNone, Change::kNew, Change::kChanged, Change::kLeft,
+                              Change::kExpired, Change::kDropped})
     words.insert(ChangeName(change));
   const std::string objects = JsonStarted(Options(), "", "", 0) + JsonStatus("", 0) +
                               JsonPeer("new", Peer(), 0) + JsonFinding("", Finding());
   const std::regex key("\"([a-z]+)\":");
   for (std::sregex_iterator found(objects.begin(), objects.end(), key), end; found != end; ++found)
     words.insert(found->str(1));
-  EXPECT_THAT(words, SizeIs(8 + 13));
+  EXPECT_THAT(words, SizeIs(9 + 13));
   EXPECT_THAT(PrintedWords(), IsSupersetOf(words));
 }
 

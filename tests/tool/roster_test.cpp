@@ -29,10 +29,10 @@ std::vector<std::string> Lines(const Roster& roster, int64_t now, size_t width, 
 
 TEST(Roster, TellsNewFromChangedFromTheSameAgain) {
   Roster roster;
-  EXPECT_EQ(roster.Heard(Device("lamp", "on", 190), 100)->change, Change::kNew);
-  EXPECT_EQ(roster.Heard(Device("lamp", "on", 191), 101)->change, Change::kNone);
-  EXPECT_EQ(roster.Heard(Device("lamp", "off", 192), 102)->change, Change::kChanged);
-  EXPECT_EQ(roster.Heard(Device("lamp", "off", 193, "10.77.0.9"), 103)->change, Change::kChanged);
+  EXPECT_EQ(roster.Heard(Device("lamp", "on", 190), 100).change, Change::kNew);
+  EXPECT_EQ(roster.Heard(Device("lamp", "on", 191), 101).change, Change::kNone);
+  EXPECT_EQ(roster.Heard(Device("lamp", "off", 192), 102).change, Change::kChanged);
+  EXPECT_EQ(roster.Heard(Device("lamp", "off", 193, "10.77.0.9"), 103).change, Change::kChanged);
   const Peer& peer = roster.Peers().at("lamp");
   EXPECT_EQ(peer.status, "off");
   EXPECT_EQ(peer.address, "10.77.0.9");
@@ -47,7 +47,7 @@ TEST(Roster, AGoodbyeIsToldOnceAndOnlyOfWhoWasHere) {
   EXPECT_EQ(roster.Left("lamp", 101).change, Change::kLeft);
   EXPECT_EQ(roster.Left("lamp", 101).change, Change::kNone);
   EXPECT_EQ(roster.Count(), 0u);
-  EXPECT_EQ(roster.Heard(Device("lamp", "on", 192), 102)->change, Change::kNew);
+  EXPECT_EQ(roster.Heard(Device("lamp", "on", 192), 102).change, Change::kNew);
   EXPECT_EQ(roster.Count(), 1u);
 }
 
@@ -75,16 +75,70 @@ TEST(Roster, MarksLastFiveSeconds) {
   EXPECT_EQ(roster.Peers().count("radio"), 0u);
 }
 
-TEST(Roster, AFloodOfMadeUpPeersHasAnEnd) {
+TEST(Roster, WhenEachAddressHasOneDeviceTheOldestGoes) {
+  Roster roster;
+  for (size_t i = 0; i < kMostPeers + 1; ++i)
+    roster.Heard(Device(std::to_string(i), "", INT32_MAX, "address " + std::to_string(i)), 100);
+  roster.Heard(Device("0", "", INT32_MAX, "address 0"), 101);  // not the oldest any more
+  const auto dropped = roster.Trim();
+  ASSERT_EQ(dropped.size(), 1u);
+  EXPECT_EQ(dropped[0].uuid, "1");
+}
+
+TEST(Roster, WhoHasLeftMakesRoomFirst) {
+  Roster roster;
+  for (size_t i = 0; i < kMostPeers + 1; ++i)
+    roster.Heard(Device(std::to_string(i), "", INT32_MAX), 100);
+  roster.Left("7", 101);
+  EXPECT_THAT(roster.Trim(), IsEmpty());
+  EXPECT_EQ(roster.Peers().size(), kMostPeers);
+  EXPECT_EQ(roster.Peers().count("7"), 0u);
+  EXPECT_EQ(roster.Dropped(), 0u);
+}
+
+// So many forged UUIDs of one address that the roster is full.
+Roster FullRoster(const std::string& address = "10.77.0.66") {
+  Roster roster;
+  for (size_t i = 0; i < kMostPeers; ++i)
+    roster.Heard(Device("forged-" + std::to_string(i), "", INT32_MAX, address), 100);
+  return roster;
+}
+
+TEST(Roster, AFloodOfForgedUuidsMakesRoomForADeviceElsewhere) {
+  Roster roster = FullRoster();
+  EXPECT_THAT(roster.Trim(), IsEmpty());
+  EXPECT_EQ(roster.Heard(Device("lamp", "on", 190), 101).change, Change::kNew);
+  const auto dropped = roster.Trim();
+  ASSERT_EQ(dropped.size(), 1u);
+  EXPECT_EQ(dropped[0].uuid, "forged-0");  // heard of longest ago
+  EXPECT_EQ(dropped[0].change, Change::kDropped);
+  EXPECT_EQ(roster.Dropped(), 1u);
+  // It stays, whatever else is forged there.
+  for (int i = 0; i < 10000; ++i)
+    roster.Heard(Device("more-" + std::to_string(i), "", INT32_MAX, "10.77.0.66"), 102);
+  EXPECT_EQ(roster.Trim().size(), 10000u);
+  EXPECT_EQ(roster.Peers().size(), kMostPeers);
+  EXPECT_EQ(roster.Peers().count("lamp"), 1u);
+  EXPECT_EQ(roster.Peers().count("more-9999"), 1u);
+  EXPECT_TRUE(roster.IsFull());
+}
+
+// The flood may be sent in the device's own name.
+TEST(Roster, ADeviceAtTheAddressOfAFloodIsShownWhenItIsHeardOf) {
+  Roster roster = FullRoster("10.77.0.2");
+  roster.Heard(Device("lamp", "on", 190), 101);
+  EXPECT_EQ(roster.Trim()[0].uuid, "forged-0");
+  EXPECT_EQ(roster.Peers().count("lamp"), 1u);
+}
+
+TEST(Roster, AFloodFromAFewAddressesDropsNobodyElse) {
   Roster roster;
   roster.Heard(Device("lamp", "on", 190), 100);
-  testing::internal::CaptureStderr();
-  for (int i = 0; i < 10000; ++i) roster.Heard(Device(std::to_string(i), "", 190), 100);
-  EXPECT_EQ(testing::internal::GetCapturedStderr(),
-            "ssdp-peer: more than 4096 devices: the others are not shown\n");
-  EXPECT_EQ(roster.Peers().size(), 4096u);
-  EXPECT_FALSE(roster.Heard(Device("radio", "on", 190), 101));
-  EXPECT_EQ(roster.Heard(Device("lamp", "off", 190), 101)->change, Change::kChanged);
+  for (int i = 0; i < 10000; ++i)
+    roster.Heard(Device(std::to_string(i), "", INT32_MAX, "10.77.1." + std::to_string(i % 250)),
+                 100);
+  EXPECT_EQ(roster.Trim().size(), 10001u - kMostPeers);
+  EXPECT_EQ(roster.Peers().count("lamp"), 1u);
 }
 
 TEST(Roster, PresentHoldsThoseWhoAreHereWithoutMarks) {
@@ -163,8 +217,8 @@ std::vector<std::string> Shown(const Roster& roster, Order order, const std::str
 Roster FourDevices() {
   Roster roster;
   roster.Heard(Device("d", "on", 190, "10.77.1.2"), 99);
-  roster.Heard(Device("a", "warm", 190, "10.77.0.10"), 101);
   roster.Heard(Device("b", "off", 190, "10.77.0.9"), 100);
+  roster.Heard(Device("a", "warm", 190, "10.77.0.10"), 101);
   roster.Heard(Device("c", "WARMER", 190, "10.77.0.9"), 102);
   return roster;
 }

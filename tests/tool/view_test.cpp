@@ -185,5 +185,13 @@ TEST_F(ViewTest, TheHeaderShortensTheUuidThenTheStatusAndNeverTheTarget) {
   EXPECT_THAT(Lines(24, 20)[0] + Lines(24, 20)[1], StartsWith(target + " "));
 }
 
+TEST_F(ViewTest, TheHeaderSaysThatThereWasNoRoom) {
+  Hear(4096 + 3);
+  m_roster.Trim();
+  m_options.uuid = "me";
+  EXPECT_EQ(Lines(24, 80)[0],
+            Fit("eth0 10.77.0.1  me  up  urn:example-org:device:Peer:1  full, 3 dropped", 80));
+}
+
 }  // namespace
 }  // namespace ssdp_peer

@@ -121,6 +121,7 @@ std::string FindStranger(const CLI::App& app) {
   auto candidates = LongNames(app);
   for (const auto& name : verbs.empty() ? VerbNames() : LongNames(*verbs[0]))
     candidates.push_back(name);
+  if (verbs.empty()) candidates.emplace_back("help");
   return who + " no \"" + Printable(strangers[0]) + "\"" + DidYouMean(strangers[0], candidates);
 }
 

@@ -2,9 +2,7 @@
 #include "roster.h"
 
 #include <algorithm>
-#include <utility>
-
-#include "output.h"
+#include <iterator>
 
 namespace ssdp_peer {
 
@@ -12,9 +10,6 @@ namespace {
 
 // How long a row stands out, in seconds.
 constexpr int64_t kMarkTime = 5;
-
-// More than any network of ours has. Who makes up one UUID after another shall not fill the memory.
-constexpr size_t kMostPeers = 4096;
 
 void Mark(Peer& peer, Change change, int64_t now) {
   peer.change = change;
@@ -24,7 +19,7 @@ void Mark(Peer& peer, Change change, int64_t now) {
 }  // namespace
 
 const char* ChangeName(Change change) {
-  static const char* const kNames[] = {"heard", "new", "changed", "left", "expired"};
+  static const char* const kNames[] = {"heard", "new", "changed", "left", "expired", "dropped"};
   return kNames[static_cast<int>(change)];
 }
 
@@ -32,14 +27,9 @@ bool IsGone(const Peer& peer) {
   return peer.change == Change::kLeft || peer.change == Change::kExpired;
 }
 
-std::optional<Peer> Roster::Heard(const libSSDP::DeviceInfo& device, int64_t now) {
+Peer Roster::Heard(const libSSDP::DeviceInfo& device, int64_t now) {
   const auto entry = m_peers.find(device.m_uuid);
   const bool known = entry != m_peers.end() && !IsGone(entry->second);
-  if (entry == m_peers.end() && m_peers.size() >= kMostPeers) {
-    if (!std::exchange(m_told_full, true))
-      Complain("more than " + std::to_string(kMostPeers) + " devices: the others are not shown");
-    return {};
-  }
   Peer& peer = known ? entry->second : (m_peers[device.m_uuid] = Peer());
   Change news = known ? Change::kNone : Change::kNew;
   if (known && (peer.address != device.m_address || peer.status != device.m_status))
@@ -49,6 +39,7 @@ std::optional<Peer> Roster::Heard(const libSSDP::DeviceInfo& device, int64_t now
   peer.status = device.m_status;
   peer.expiry = device.m_expiry;
   peer.seen = now;
+  peer.turn = ++m_turn;
   if (news != Change::kNone) Mark(peer, news, now);
   Peer told = peer;
   told.change = news;
@@ -70,6 +61,40 @@ std::vector<Peer> Roster::Expire(int64_t now) {
     expired.push_back(peer);
   }
   return expired;
+}
+
+std::vector<Peer> Roster::Trim() {
+  std::vector<Peer> dropped;
+  if (m_peers.size() <= kMostPeers) return dropped;
+  for (auto entry = m_peers.begin(); entry != m_peers.end();)
+    entry = IsGone(entry->second) ? m_peers.erase(entry) : std::next(entry);
+  if (m_peers.size() <= kMostPeers) return dropped;
+  std::map<std::string, std::vector<const Peer*>> addresses;
+  for (const auto& [uuid, peer] : m_peers) addresses[peer.address].push_back(&peer);
+
+  // A peer's rank is the number of peers at its address that were heard of later: the highest rank
+  // goes first.
+  struct Ranked {
+    size_t rank;
+    const Peer* peer;
+  };
+  std::vector<Ranked> all;
+  for (auto& [address, peers] : addresses) {
+    std::sort(peers.begin(), peers.end(),
+              [](const Peer* a, const Peer* b) { return a->turn > b->turn; });
+    for (size_t rank = 0; rank < peers.size(); ++rank) all.push_back({rank, peers[rank]});
+  }
+  std::sort(all.begin(), all.end(), [](const Ranked& a, const Ranked& b) {
+    return a.rank != b.rank ? a.rank > b.rank : a.peer->turn < b.peer->turn;
+  });
+  all.resize(m_peers.size() - kMostPeers);
+  for (const auto& [rank, peer] : all) {
+    dropped.push_back(*peer);
+    dropped.back().change = Change::kDropped;
+    m_peers.erase(peer->uuid);
+  }
+  m_dropped += dropped.size();
+  return dropped;
 }
 
 void Roster::Settle(int64_t now) {

@@ -4,15 +4,18 @@
 
 #include <libssdp.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <map>
-#include <optional>
 #include <string>
 #include <vector>
 
 namespace ssdp_peer {
 
-enum class Change { kNone, kNew, kChanged, kLeft, kExpired };
+// Forged UUIDs shall not fill the memory. Far more devices than one network has.
+constexpr size_t kMostPeers = 4096;
+
+enum class Change { kNone, kNew, kChanged, kLeft, kExpired, kDropped };
 
 const char* ChangeName(Change change);
 
@@ -22,6 +25,7 @@ struct Peer {
   std::string status;
   int64_t expiry = 0;  // the library's, in seconds since the epoch
   int64_t seen = 0;    // when it was heard of last
+  uint64_t turn = 0;   // the same as a sequence number
   Change change = Change::kNone;
   int64_t changed = 0;  // when `change` came
 };
@@ -31,12 +35,19 @@ struct Peer {
 class Roster {
  public:
   // Each returns the peer as it is now; its `change` is what this news is about.
-  // Nothing when there is no room for one more, which is told on standard error once.
-  std::optional<Peer> Heard(const libSSDP::DeviceInfo& device, int64_t now);
-  // A goodbye. `change` is kNone when the peer wasn't here.
+  Peer Heard(const libSSDP::DeviceInfo& device, int64_t now);
+  // A byebye. `change` is kNone when the peer wasn't here.
   Peer Left(const std::string& uuid, int64_t now);
   // Those whose time has run out by now, each told once.
   std::vector<Peer> Expire(int64_t now);
+
+  // Makes room when there are more peers than kMostPeers, and returns those that had to go. They
+  // are taken from the address that has most, the one first that was heard of longest ago: a flood
+  // of forged UUIDs makes room for itself, and devices elsewhere stay.
+  std::vector<Peer> Trim();
+  // How many had to go so far.
+  size_t Dropped() const { return m_dropped; }
+  bool IsFull() const { return m_peers.size() >= kMostPeers; }
 
   // Those who are here, with no marks.
   Roster Present() const;
@@ -50,7 +61,8 @@ class Roster {
 
  private:
   std::map<std::string, Peer> m_peers;
-  bool m_told_full = false;
+  uint64_t m_turn = 0;
+  size_t m_dropped = 0;
 };
 
 bool IsGone(const Peer& peer);

@@ -66,9 +66,10 @@ void Searcher::Take() {
     if (event.kind == libSSDP::SSDP_SEARCH_RECEIVED || m_session.IsOwn(event) || Enough()) continue;
     if (event.kind == libSSDP::SSDP_DEVICE_REMOVED)
       m_roster.Left(event.device.m_uuid, event.time);
-    else if (const auto peer = m_roster.Heard(event.device, event.time))
-      Tell(*peer);
+    else
+      Tell(m_roster.Heard(event.device, event.time));
   }
+  m_roster.Trim();
 }
 
 void Searcher::Tell(const Peer& peer) {

@@ -56,7 +56,7 @@ Widths Measure(const std::vector<Row>& rows, size_t width) {
 }
 
 std::string Line(const Row& row, const Widths& w) {
-  static const char kMarks[] = {' ', '+', '~', '-', '-'};
+  static const char kMarks[] = {' ', '+', '~', '-', '-', '-'};
   const auto right = [](const std::string& text, size_t width) {
     return std::string(width - text.size(), ' ') + text;
   };
@@ -99,13 +99,13 @@ std::vector<Peer> Arrange(const Roster& roster, Order order, const std::string& 
     });
   if (order == Order::kSeen)
     std::stable_sort(peers.begin(), peers.end(),
-                     [](const Peer& a, const Peer& b) { return a.seen > b.seen; });
+                     [](const Peer& a, const Peer& b) { return a.turn > b.turn; });
   return peers;
 }
 
 std::vector<std::string> TableLines(const std::vector<Peer>& peers, Order order, int64_t now,
                                     size_t width, bool color) {
-  static const char* const kColors[] = {"0", "32", "33", "31", "31"};
+  static const char* const kColors[] = {"0", "32", "33", "31", "31", "31"};
   std::vector<Row> rows(1);
   if (order == Order::kAddress) rows[0].address += '^';
   if (order == Order::kSeen) rows[0].seen += '^';

@@ -27,7 +27,9 @@ std::vector<std::string> Wrapped(std::string text, size_t columns) {
 // then the status; when even that isn't enough only what must stay is left.
 std::vector<std::string> Header(const Scene& scene, size_t columns) {
   constexpr size_t kLeast = 8;  // of a shortened text
-  const std::string target = Printable(SearchTarget(scene.options));
+  const std::string dropped = "full, " + std::to_string(scene.roster.Dropped()) + " dropped";
+  const std::string target =
+      Printable(SearchTarget(scene.options)) + (scene.roster.IsFull() ? "  " + dropped : "");
   std::string uuid = Printable(scene.options.uuid);
   std::string status = Printable(scene.options.status);
   const size_t fixed = Columns(scene.place) + 6 + Columns(target);

@@ -31,6 +31,7 @@ std::vector<News> Watcher::Step() {
   std::vector<News> news;
   if (Clock::now() >= m_next_announcement) Announce();
   for (const auto& event : m_session.Take()) Take(event, news);
+  for (const auto& peer : m_roster.Trim()) news.push_back({peer, false, Now()});
   for (const auto& peer : m_roster.Expire(Now())) news.push_back({peer, false, Now()});
   m_roster.Settle(Now());
   return news;
@@ -43,8 +44,7 @@ void Watcher::Take(const Event& event, std::vector<News>& news) {
     const Peer peer = m_roster.Left(event.device.m_uuid, event.time);
     if (peer.change == Change::kLeft) news.push_back({peer, false, event.time});
   } else if (!m_session.IsOwn(event)) {
-    const auto peer = m_roster.Heard(event.device, event.time);
-    if (peer) news.push_back({*peer, false, event.time});
+    news.push_back({m_roster.Heard(event.device, event.time), false, event.time});
   }
 }
 
