@@ -107,24 +107,39 @@ TEST_F(ToolTest, ItSaysWhatTypingDoesAndAcknowledgesIt) {
   EXPECT_THAT(screen.AwaitText("started"), Not(Contains(HasSubstr("type"))));
 }
 
+// A response to a search that was under way may arrive after the new status, with the old one.
+TEST_F(ToolTest, ANewStatusIsAnnouncedOnceMoreALittleLater) {
+  const Program lamp = StartLamp(2, "lamp");
+  support::Socket wire = m_lan[3].OpenGroupSocket();
+  lamp->Tell("off");
+  auto first = wire.Receive();
+  while (first.text.find("Status: off") == std::string::npos) first = wire.Receive();
+  const auto second = wire.Receive();
+  EXPECT_EQ(second.text, first.text);
+  EXPECT_GT(second.arrived - first.arrived, std::chrono::seconds(5));  // more than an MX of 5
+}
+
 // Two that started in the same second would else draw the same delays and answer at once.
 TEST_F(ToolTest, TheRandomGeneratorIsSeeded) {
-  std::vector<long> delays[2];
+  using std::chrono::milliseconds;
+  std::vector<milliseconds> delays[2];
   for (auto& sequence : delays) {
     const Program lamp = StartLamp(2, "lamp");
     support::Socket searcher = m_lan[1].OpenSocket();
-    for (int i = 0; i < 4; ++i) {
+    for (int i = 0; i < 6; ++i) {
       searcher.Send(
           "M-SEARCH * HTTP/1.1\r\nHost: 239.255.255.250:1900\r\nMAN: \"ssdp:discover\"\r\nMX: 1\r\n"
           "ST: urn:example-org:device:Peer:1\r\nUSER-AGENT: \r\n\r\n",
           "239.255.255.250");
       const auto start = std::chrono::steady_clock::now();
       searcher.Receive();
-      const auto delay = std::chrono::steady_clock::now() - start;
-      // In steps of 100 ms, which a fixed seed would repeat four times in a row.
-      sequence.push_back(std::chrono::duration_cast<std::chrono::milliseconds>(delay).count() /
-                         100);
+      sequence.push_back(
+          std::chrono::duration_cast<milliseconds>(std::chrono::steady_clock::now() - start));
     }
   }
-  EXPECT_NE(delays[0], delays[1]);
+  // A fixed seed would repeat all of them, but for what the machine takes.
+  bool differ = false;
+  for (size_t i = 0; i < delays[0].size(); ++i)
+    differ = differ || std::abs((delays[0][i] - delays[1][i]).count()) > 50;
+  EXPECT_TRUE(differ);
 }

@@ -5,6 +5,7 @@
 
 #include "json.h"
 #include "loop.h"
+#include "presence.h"
 #include "tell.h"
 #include "text.h"
 #include "validation.h"
@@ -14,13 +15,13 @@ namespace ssdp_peer {
 
 namespace {
 
-// The device, its status, and when it is announced next.
+// The device and its status.
 class Announcer {
  public:
   Announcer(const Options& options, Output& output, Session& session)
       : m_options(options),
         m_output(output),
-        m_session(session),
+        m_presence(options, session),
         m_typed(isatty(STDIN_FILENO) != 0 && output.IsTerminal() && !options.json) {}
 
   // To whoever types: what that does.
@@ -29,16 +30,16 @@ class Announcer {
   }
 
   bool Announce() {
-    m_next = Clock::now() + std::chrono::seconds(m_options.every);
-    if (!m_session.Announce()) {
-      TellUnsent("announcement");
-      return false;
-    }
-    if (m_options.verbose) Tell();
-    return true;
+    const bool sent = m_presence.Announce();
+    if (sent && m_options.verbose) Tell();
+    return sent;
   }
 
-  Clock::time_point Next() const { return m_next; }
+  // Does what is due.
+  void Step() {
+    if (m_presence.Step() && m_options.verbose) Tell();
+  }
+  Clock::time_point NextStep() const { return m_presence.NextStep(); }
 
   // A line that can't be a status is refused, and the device stays as it was.
   void TakeStatus(const std::string& line) {
@@ -48,11 +49,11 @@ class Announcer {
     if (fault.empty()) fault = FindLongMessage(changed);
     if (!fault.empty()) return Complain("input refused: " + fault);
     m_options = changed;
-    m_session.SetStatus(line);
-    if (Announce() && m_typed && !m_options.verbose) Tell();
+    if (m_presence.SetStatus(line) && (m_typed || m_options.verbose)) Tell();
   }
 
-  void TellSearched(const Event& event) {
+  void Take(const Event& event) {
+    m_presence.Take(event);
     if (event.kind != libSSDP::SSDP_SEARCH_RECEIVED || !m_options.verbose) return;
     m_output.Line(m_options.json ? JsonEvent("searched", event.time)
                                  : TimeText(event.time) + " searched");
@@ -66,9 +67,8 @@ class Announcer {
 
   Options m_options;
   Output& m_output;
-  Session& m_session;
+  Presence m_presence;
   const bool m_typed;  // the input is, by somebody who sees the output
-  Clock::time_point m_next;
 };
 
 }  // namespace
@@ -76,20 +76,21 @@ class Announcer {
 int Announce(const Options& options, Output& output) {
   Session session(options);
   Announcer announcer(options, output, session);
-  if (!session.Running() || !TellStart(options, output) || !announcer.Announce()) return kNetwork;
+  if (!TellRunning(session) || !TellStart(options, output) || !announcer.Announce())
+    return kNetwork;
   announcer.TellUse();
   Loop loop(session, output);
   loop.ReadInput();
   LineReader lines;
   bool reading = true;
-  while (loop.Wait(announcer.Next())) {
+  while (loop.Wait(announcer.NextStep())) {
     for (const auto& line : lines.Feed(loop.TakeInput())) announcer.TakeStatus(line);
     if (reading && loop.InputEnded()) {
       reading = false;
       for (const auto& line : lines.Finish()) announcer.TakeStatus(line);
     }
-    for (const auto& event : session.Take()) announcer.TellSearched(event);
-    if (Clock::now() >= announcer.Next()) announcer.Announce();
+    for (const auto& event : session.Take()) announcer.Take(event);
+    announcer.Step();
   }
   return EndSession(session) ? kDone : kNetwork;
 }

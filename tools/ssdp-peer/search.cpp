@@ -107,7 +107,8 @@ void Searcher::Show() const {
 int Search(const Options& options, Output& output) {
   Session session(options);
   Searcher searcher(options, output, session);
-  if (!session.Running() || !searcher.Gather()) {
+  if (!TellRunning(session)) return kNetwork;
+  if (!searcher.Gather()) {
     TellUnsent("search");
     return kNetwork;
   }

@@ -81,6 +81,15 @@ bool Session::SetStatus(const std::string& status) {
   return libSSDP::SetStatus(status) == libSSDP::SSDP_SUCCESS;
 }
 
+// Whatever the stop returned: it fails where no byebye can be sent, and the start repairs what it
+// can.
+bool Session::Restart() {
+  libSSDP::Uninitialize();
+  m_running = libSSDP::Initialize() == libSSDP::SSDP_SUCCESS;
+  stuck = !m_running;
+  return m_running;
+}
+
 bool Session::End() {
   if (!m_running) return !stuck;
   m_running = false;

@@ -34,7 +34,11 @@ class Session {
   bool Search();
   bool SetStatus(const std::string& status);
 
-  // Says goodbye. False when that wasn't possible: the library's threads then run on, and the
+  // Stops and starts the service, which reads the interface and joins the group anew. Everything
+  // set is kept. False when it did not start.
+  bool Restart();
+
+  // Sends a byebye. False when that wasn't possible: the library's threads then run on, and the
   // process has to be left by _Exit.
   bool End();
   static bool IsStuck();

@@ -16,6 +16,11 @@ bool TellStart(const Options& options, Output& output) {
                      PrintableWord(options.uuid) + " " + Printable(options.status));
 }
 
+bool TellRunning(const Session& session) {
+  if (!session.Running()) Complain("the service could not start; \"ssdp-peer doctor\" says more");
+  return session.Running();
+}
+
 // The library does not pass errno on, so the operation is tried here.
 void TellUnsent(const std::string& message) {
   const int error = TrySend();

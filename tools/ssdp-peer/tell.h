@@ -14,6 +14,9 @@ namespace ssdp_peer {
 // The line that says who and where we are, once a verb has started.
 bool TellStart(const Options& options, Output& output);
 
+// Whether the session runs; told on standard error when it doesn't.
+bool TellRunning(const Session& session);
+
 // On standard error: that a message could not be sent, with the reason that the system gives.
 void TellUnsent(const std::string& message);
 

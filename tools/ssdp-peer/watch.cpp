@@ -14,13 +14,6 @@
 
 namespace ssdp_peer {
 
-bool Watcher::Announce() {
-  m_next_announcement = Clock::now() + std::chrono::seconds(m_options.every);
-  const bool sent = m_session.Announce();
-  if (!sent) TellUnsent("announcement");
-  return sent;
-}
-
 bool Watcher::Search() {
   const bool sent = m_session.Search();
   if (!sent) TellUnsent("search");
@@ -29,8 +22,8 @@ bool Watcher::Search() {
 
 std::vector<News> Watcher::Step() {
   std::vector<News> news;
-  if (Clock::now() >= m_next_announcement) Announce();
   for (const auto& event : m_session.Take()) Take(event, news);
+  m_presence.Step();
   for (const auto& peer : m_roster.Trim()) news.push_back({peer, false, Now()});
   for (const auto& peer : m_roster.Expire(Now())) news.push_back({peer, false, Now()});
   m_roster.Settle(Now());
@@ -38,6 +31,7 @@ std::vector<News> Watcher::Step() {
 }
 
 void Watcher::Take(const Event& event, std::vector<News>& news) {
+  m_presence.Take(event);
   if (event.kind == libSSDP::SSDP_SEARCH_RECEIVED) {
     news.push_back({Peer(), true, event.time});
   } else if (event.kind == libSSDP::SSDP_DEVICE_REMOVED) {
@@ -50,7 +44,7 @@ void Watcher::Take(const Event& event, std::vector<News>& news) {
 
 // Every second something may expire, and the times on the screen are others.
 Clock::time_point Watcher::NextStep() const {
-  return std::min(m_next_announcement, Clock::now() + std::chrono::seconds(1));
+  return std::min(m_presence.NextStep(), Clock::now() + std::chrono::seconds(1));
 }
 
 namespace {
@@ -149,7 +143,7 @@ int Watch(const Options& options, Output& output) {
   const bool live = output.IsTerminal() && !options.json;
   Session session(options);
   Watcher watcher(options, session);
-  if (!session.Running() || !watcher.Announce()) return kNetwork;
+  if (!TellRunning(session) || !watcher.Announce()) return kNetwork;
   watcher.Search();  // the others shall not have to announce themselves before they are seen
   if (!live) TellStart(options, output);
   const int status = live ? WatchLive(options, output, session, watcher)

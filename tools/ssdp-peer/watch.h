@@ -7,7 +7,7 @@
 
 #include "loop.h"
 #include "options.h"
-#include "output.h"
+#include "presence.h"
 #include "roster.h"
 #include "session.h"
 
@@ -23,10 +23,11 @@ struct News {
 // What watching is, however it is shown: the peers, kept up to date, and our own announcements.
 class Watcher {
  public:
-  Watcher(const Options& options, Session& session) : m_options(options), m_session(session) {}
+  Watcher(const Options& options, Session& session)
+      : m_session(session), m_presence(options, session) {}
 
   // Both tell a failure on standard error.
-  bool Announce();
+  bool Announce() { return m_presence.Announce(); }
   bool Search();
   // Takes in what has happened, announces when it is due, and returns the news.
   std::vector<News> Step();
@@ -36,10 +37,9 @@ class Watcher {
  private:
   void Take(const Event& event, std::vector<News>& news);
 
-  const Options& m_options;
   Session& m_session;
+  Presence m_presence;
   Roster m_roster;
-  Clock::time_point m_next_announcement;
 };
 
 }  // namespace ssdp_peer
