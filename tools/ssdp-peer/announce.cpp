@@ -24,7 +24,7 @@ class Announcer {
         m_presence(options, session),
         m_typed(isatty(STDIN_FILENO) != 0 && output.IsTerminal() && !options.json) {}
 
-  // To whoever types: what that does.
+  // Tells a user at a terminal what typing does.
   void TellUse() {
     if (m_typed) m_output.Line("Each line that you type is the new status. Ctrl-C ends.");
   }

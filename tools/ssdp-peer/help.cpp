@@ -8,7 +8,7 @@ namespace ssdp_peer {
 
 namespace {
 
-const char* const kProgram = R"(Usage: ssdp-peer VERB [OPTION]...
+constexpr char kProgram[] = R"(Usage: ssdp-peer VERB [OPTION]...
 Takes part in SSDP discovery as one device and shows the others of its kind.
 
   watch         a live table of the others
@@ -19,7 +19,7 @@ Takes part in SSDP discovery as one device and shows the others of its kind.
 
 )";
 
-const char* const kWatch = R"(Usage: ssdp-peer watch [OPTION]...
+constexpr char kWatch[] = R"(Usage: ssdp-peer watch [OPTION]...
 Stays on the network as a device and shows the others: on a terminal as a live
 table, elsewhere as one line an event (new, changed, left, expired, dropped).
 
@@ -29,7 +29,7 @@ table, elsewhere as one line an event (new, changed, left, expired, dropped).
 
 )";
 
-const char* const kSearch = R"(Usage: ssdp-peer search [OPTION]...
+constexpr char kSearch[] = R"(Usage: ssdp-peer search [OPTION]...
 Searches once. On a terminal it ends with a table; elsewhere each device is
 printed as it answers: UUID, address, status. Exit status 0: a device is there.
 
@@ -39,7 +39,7 @@ printed as it answers: UUID, address, status. Exit status 0: a device is there.
 
 )";
 
-const char* const kAnnounce = R"(Usage: ssdp-peer announce [OPTION]...
+constexpr char kAnnounce[] = R"(Usage: ssdp-peer announce [OPTION]...
 Stays on the network as a device until a signal (Ctrl-C) ends it. Each line of
 input is the new status: it is announced at once, and again some seconds later.
 
@@ -47,13 +47,13 @@ input is the new status: it is announced at once, and again some seconds later.
 
 )";
 
-const char* const kDoctor = R"(Usage: ssdp-peer doctor [OPTION]...
+constexpr char kDoctor[] = R"(Usage: ssdp-peer doctor [OPTION]...
 Looks for what keeps this device from being found: one line a check, and what
 to do about it. Exit status 0: all is well, 1: a warning, 3: a problem.
 
 )";
 
-const char* const kCommon = R"(  -d, --domain D, -t, --device-type T, --device-version V
+constexpr char kCommon[] = R"(  -d, --domain D, -t, --device-type T, --device-version V
                    the search target urn:D:device:T:V (example-org, Peer, 1)
   -u, --uuid U     the device's UUID (a new one)
   -s, --status TEXT           its status (up)

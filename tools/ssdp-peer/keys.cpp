@@ -54,10 +54,10 @@ std::vector<Key> KeyReader::Feed(std::string_view bytes) {
     } else {
       length = SequenceLength(m_bytes);
       if (length == 0) break;
-      const std::string_view name = std::string_view(m_bytes).substr(2, length - 2);
+      const std::string name = m_bytes.substr(2, length - 2);
       const auto* const known =
           std::find_if(std::begin(kSequences), std::end(kSequences),
-                       [name](const Sequence& sequence) { return sequence.bytes == name; });
+                       [&name](const Sequence& sequence) { return sequence.bytes == name; });
       if (known != std::end(kSequences)) keys.push_back({known->kind, 0});
     }
     m_bytes.erase(0, length);

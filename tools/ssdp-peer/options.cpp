@@ -146,12 +146,12 @@ std::string ValueFault(const CLI::ArgumentMismatch& error) {
   return text.substr(0, colon) + " needs a value";
 }
 
-// A search waits a second longer than the others may take, for the way of the answers.
+// A search waits a second longer than others may take to respond, for the way of the responses.
 void SettleWaiting(const Given& given, Options& options) {
   if (*given.wait && !*given.mx) options.mx = std::clamp(options.wait - 1, 1, options.mx);
   if (!*given.wait) options.wait = options.mx + 1;
   if (options.wait < options.mx)
-    throw UsageError("--wait: must not be shorter than --mx, in which the answers come");
+    throw UsageError("--wait: must not be shorter than --mx, in which the responses come");
   if (!*given.every) options.every = std::max(1, options.notify_timeout / 3);
   if (options.every >= options.notify_timeout)
     throw UsageError("--every: must be shorter than --notify-timeout, or the others forget us");

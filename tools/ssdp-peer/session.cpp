@@ -52,7 +52,7 @@ int64_t Now() {
 
 Session::Session(const Options& options) : m_uuid(options.uuid) {
   TheQueue();
-  std::srand(std::random_device()());  // the library draws the delay of its answers from rand
+  std::srand(std::random_device()());  // or all devices would draw the same response delays
   libSSDP::CreateSSDP(false);
   libSSDP::SetNetworkInterface(options.interface);
   libSSDP::SetDomainName(options.domain);

@@ -47,7 +47,7 @@ size_t Digits(int number) {
 }
 
 // Messages are read by looking for these anywhere in them, so a value that holds one would be taken
-// for a header, or turn a goodbye into an announcement.
+// for a header, or turn a byebye into an announcement.
 const char* const kReserved[] = {"Cache-Control: max-age=",
                                  "NTS: ",
                                  "NT: ",

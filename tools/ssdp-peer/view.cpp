@@ -112,7 +112,7 @@ std::vector<std::string> View::Lines(const Scene& scene, Output::Size size, bool
   std::vector<std::string> lines = Header(scene, size.columns);
   for (auto& line : lines) {
     line = Fit(line, size.columns);
-    if (color) line = "\x1b[7m" + line + "\x1b[0m";
+    if (color) line.insert(0, "\x1b[7m").append("\x1b[0m");
   }
   const auto peers = Arrange(scene.roster, m_order, m_filter);
   auto table = TableLines(peers, m_order, scene.now, size.columns, color);
