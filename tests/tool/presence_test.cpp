@@ -74,6 +74,26 @@ TEST_F(DeafTest, IsHealedAfterTheRouteHasChanged) {
   AwaitLine(*m_watch, {" new 10.77.0.3 late on"});
 }
 
+// An hour without a network is no reason for a hundred messages.
+TEST_F(DeafTest, AnnouncementsThatCantBeSentAreToldOnceAndTheirReturnToo) {
+  m_watch = Start(1, {"watch", "--uuid", "me", "--notify-timeout", "3", "--verbose"}, m_errors);
+  AwaitLine(*m_watch, {"started"});
+  const auto count = [this](const std::string& text) {
+    const std::string all = ReadFile(m_errors);
+    int found = 0;
+    for (size_t at = 0; (at = all.find(text, at)) != std::string::npos; ++at) ++found;
+    return found;
+  };
+  Shell(1, "ip route del 239.0.0.0/8");
+  const auto deadline = std::chrono::steady_clock::now() + support::kPatience;
+  while (count("AnnounceNetwork: ") < 3 && std::chrono::steady_clock::now() < deadline)
+    m_watch->Listen(std::chrono::milliseconds(100));
+  EXPECT_GE(count("AnnounceNetwork: "), 3);
+  Shell(1, "ip route add 239.0.0.0/8 dev eth0");
+  AwaitError("ssdp-peer: announcements can be sent again\n");
+  EXPECT_EQ(count("ssdp-peer: the announcement could not be sent: Network is unreachable"), 1);
+}
+
 // A firewall that nothing passes: it tries again and again, ever more seldom, and tells it once.
 TEST_F(DeafTest, IsToldOnceWhereARestartDoesNotHelp) {
   Shell(1,
