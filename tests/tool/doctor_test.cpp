@@ -64,10 +64,10 @@ const char* const kConnect = "connect this host to a network";
 TEST(Doctor, AnUnknownInterfaceIsToldWithTheKnownOnes) {
   EXPECT_EQ(JudgeInterface({kLoopback, kDown}, kEth0, "wlan\x1b"),
             (Finding{Severity::kProblem, "no interface \"wlan\\x1b\"; there are lo and eth0",
-                     "name eth0 with --interface"}));
+                     "name eth0 with --expect-interface"}));
   EXPECT_EQ(JudgeInterface({kLoopback, kDown, kReady}, kEth0, "eth9"),
             (Finding{Severity::kProblem, "no interface \"eth9\"; there are lo, eth0 and wlan0",
-                     "name eth0 or wlan0 with --interface"}));
+                     "name eth0 or wlan0 with --expect-interface"}));
   EXPECT_EQ(JudgeInterface({kLoopback}, kNoRoute, "eth9"),
             (Finding{Severity::kProblem, "no interface \"eth9\"; there is lo", kConnect}));
 }
@@ -90,7 +90,7 @@ TEST(Doctor, LoopbackReachesNoOtherHost) {
   EXPECT_EQ(JudgeInterface({kLoopback, kReady}, route, ""),
             (Finding{Severity::kWarning, text, "ip route replace 239.0.0.0/8 dev wlan0"}));
   EXPECT_EQ(JudgeInterface({kLoopback, kReady}, {0, "wlan0", "10.0.0.1"}, "lo"),
-            (Finding{Severity::kWarning, text, "name wlan0 with --interface"}));
+            (Finding{Severity::kWarning, text, "name wlan0 with --expect-interface"}));
 }
 
 TEST(Doctor, TheRouteMustLeadToTheInterfaceAskedFor) {
@@ -101,7 +101,7 @@ TEST(Doctor, TheRouteMustLeadToTheInterfaceAskedFor) {
                      "ip route replace 239.0.0.0/8 dev eth1"}));
   EXPECT_EQ(JudgeRoute(kEth0, "lo", "eth0"),
             (Finding{Severity::kProblem, "multicast leaves through eth0, not lo",
-                     "name eth0 with --interface"}));
+                     "name eth0 with --expect-interface"}));
   EXPECT_EQ(JudgeRoute(kNoRoute, "", "eth1"),
             (Finding{Severity::kProblem, "multicast has no route: Network is unreachable",
                      "ip route replace 239.0.0.0/8 dev eth1"}));
@@ -226,12 +226,12 @@ TEST(Doctor, TheSettingsAndTheBytesLeft) {
   options.user_agent = "agent";
   EXPECT_THAT(JudgeSettings(options),
               ElementsAre(Ok("the announcement is 188 of 512 bytes long, 324 left"),
-                          Ok("the search answer is 195 of 512 bytes long, 317 left"),
+                          Ok("the search response is 195 of 512 bytes long, 317 left"),
                           Ok("the search is 134 of 512 bytes long, 378 left")));
   options.server = std::string(324, 'x');
   EXPECT_EQ(JudgeSettings(options)[1],
             (Finding{Severity::kProblem,
-                     "the search answer is 513 of 512 bytes long, 1 too many: its end is cut off",
+                     "the search response is 513 of 512 bytes long, 1 too many: its end is cut off",
                      "shorten --server"}));
 }
 

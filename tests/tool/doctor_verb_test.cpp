@@ -57,7 +57,7 @@ TEST_F(ToolTest, TheDoctorFindsNothingWhereAllIsWell) {
                   "ok       running   no program with UDP port 1900 is deaf to the group",
                   testing::StartsWith("ok       buffer    a socket holds "),
                   "ok       settings  the announcement is 186 of 512 bytes long, 326 left",
-                  "ok       settings  the search answer is 188 of 512 bytes long, 324 left",
+                  "ok       settings  the search response is 188 of 512 bytes long, 324 left",
                   "ok       settings  the search is 130 of 512 bytes long, 382 left",
                   "ok       send      the system lets datagrams to the group leave",
                   "ok       echo      our own announcement came back",
@@ -73,11 +73,11 @@ TEST_F(ToolTest, TheDoctorsJsonIsReadBackByAnotherParser) {
   const auto lines = ReadJson(result.output, "o['check'], o['severity'], o['text'], o['remedy']");
   EXPECT_EQ(lines.size(), 13U);
   EXPECT_THAT(lines, Contains("route problem multicast leaves through eth0, not lo "
-                              "name eth0 with --interface"));
+                              "name eth0 with --expect-interface"));
   EXPECT_THAT(lines, Contains("echo skipped not tested: fix the problems above first "));
   EXPECT_EQ(lines.back(),
             "verdict problem Fix this first: multicast leaves through eth0, not lo. "
-            "name eth0 with --interface");
+            "name eth0 with --expect-interface");
 }
 
 TEST_F(ToolTest, TheDoctorWarnsOfLoopback) {
@@ -97,7 +97,7 @@ TEST_F(ToolTest, TheDoctorNamesAnInterfaceThatIsNotThere) {
   EXPECT_EQ(result.status, 3);
   EXPECT_EQ(result.output.at(0),
             "problem  interface no interface \"wlan7\"; there are lo and eth0");
-  EXPECT_EQ(result.output.at(1), "                   -> name eth0 with --interface");
+  EXPECT_EQ(result.output.at(1), "                   -> name eth0 with --expect-interface");
   EXPECT_THAT(result.output,
               Contains("skipped  route     not tested: fix the problems above first"));
 }

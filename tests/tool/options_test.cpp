@@ -198,7 +198,7 @@ TEST(Validation, AStatusIsTakenToTheLastByteThatFits) {
   constexpr size_t longest = 389 - 2 * 16 - 1 - 2;  // the answer is a byte longer than the rest
   EXPECT_EQ(FaultOf("--status", longest), "");
   EXPECT_EQ(FaultOf("--status", longest + 1),
-            "--status: the search answer would be 513 bytes long, 1 more than a receiver reads");
+            "--status: the search response would be 513 bytes long, 1 more than a receiver reads");
   EXPECT_EQ(FaultOf("--status", longest + 2),
             "--status: the announcement would be 513 bytes long, 1 more than a receiver reads");
 }
@@ -207,7 +207,7 @@ TEST(Validation, AServerIsTakenToTheLastByteThatFits) {
   constexpr size_t longest = 389 - 2 * 16 - 1 - 2;
   EXPECT_EQ(FaultOf("--server", longest), "");
   EXPECT_EQ(FaultOf("--server", longest + 1),
-            "--server: the search answer would be 513 bytes long, 1 more than a receiver reads");
+            "--server: the search response would be 513 bytes long, 1 more than a receiver reads");
 }
 
 TEST(Validation, AUserAgentIsTakenToTheLastByteThatFits) {

@@ -42,7 +42,7 @@ TEST_F(ToolTest, AWrongValueIsToldWithItsOption) {
     EXPECT_THAT(Run(1, {verb, "--interface", "wlan7"}).errors,
                 StartsWith("ssdp-peer: --expect-interface: no interface \"wlan7\"; there are lo"));
     EXPECT_THAT(Run(1, {verb, "--server", std::string(400, 'x')}).errors,
-                StartsWith("ssdp-peer: --server: the search answer would be "));
+                StartsWith("ssdp-peer: --server: the search response would be "));
   }
 }
 

@@ -55,7 +55,7 @@ std::string RouteRemedy(const std::string& interface) {
 }
 
 std::string NameRemedy(const std::string& interfaces) {
-  return interfaces.empty() ? kConnect : "name " + interfaces + " with --interface";
+  return interfaces.empty() ? kConnect : "name " + interfaces + " with --expect-interface";
 }
 
 // What a receiver's socket is charged for one message of ours, with the kernel's own overhead.
@@ -202,9 +202,11 @@ Finding JudgeEcho(Echo echo) {
     case Echo::kSilence:
       return Problem("our own announcement didn't come back", kLetIn);
     case Echo::kNotSent:
-      return Problem("our own announcement could not be sent", "read the lines on standard error");
+      return Problem("our own announcement could not be sent",
+                     "run it with --verbose and read standard error");
     default:
-      return Problem("the service could not start", "read the lines on standard error");
+      return Problem("the service could not start",
+                     "run it with --verbose and read standard error");
   }
 }
 

@@ -83,7 +83,7 @@ std::vector<Message> Messages(const Options& options) {
   const Part uuid = {"--uuid", &options.uuid};
   const Part status = {"--status", &options.status};
   return {Measure("announcement", options, 512 - 390 + notify_digits, 2, {uuid, status}),
-          Measure("search answer", options, 512 - 389 + notify_digits, 2,
+          Measure("search response", options, 512 - 389 + notify_digits, 2,
                   {uuid, status, {"--server", &options.server}}),
           Measure("search", options, 512 - 413 + Digits(options.mx), 1,
                   {{"--user-agent", &options.user_agent}})};
