@@ -190,7 +190,7 @@ TEST_F(Table, TellsDevicesApartByTheBytesOfTheirUuid) {
 
 TEST_F(Table, KeepsTheOrderOfTheUuidsBytes) {
   const std::vector<std::string> sorted = {"", "AB", "a", "ab", "a\x7f", "a\x80", "b"};
-  for (const size_t i : {3, 0, 6, 5, 1, 4, 2}) {
+  for (const size_t i : {3u, 0u, 6u, 5u, 1u, 4u, 2u}) {
     DeviceInfo device = Device(sorted[i]);
     Report(device, true);
   }
@@ -267,9 +267,10 @@ TEST_F(HugeTable, IsSweptThoughTheNextSliceChanges) {
 }
 
 TEST_F(Table, CountsANullEntryAsAbsent) {
-  m_ssdp.m_devices["a"] = nullptr;
-  m_ssdp.m_devices["b"] = nullptr;
-  m_ssdp.m_devices["c"] = nullptr;
+  {
+    const ScopedLock lock(m_ssdp.m_device_mutex);
+    for (const char* uuid : {"a", "b", "c"}) m_ssdp.m_devices[uuid] = nullptr;
+  }
   m_ssdp.Sweep(m_system.now.tv_sec);
   DeviceInfo device = Device("a"), leaving = Device("b");
   const Event event = Report(device, true);
