@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
-// instructions SUBJECT: lets a loop of the library handle 1,000 datagrams of one kind, or make
+// instructions SUBJECT: lets a loop of the library handle 1,000 datagrams of one sort, or make
 // 1,000 idle passes, for callgrind (--collect-atstart=no) to count what they cost in user space.
-// The system calls are replaced: a receive copies the datagram, a send is done with at once,
-// nothing waits, no thread starts.
+// The system calls are replaced: a receive copies the datagram, a send succeeds at once, nothing
+// waits, no thread starts.
 #include <netinet/in.h>
 #include <pthread.h>
 #include <sys/socket.h>
@@ -11,18 +11,17 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
-#include <utility>
+#include <map>
 #include <vector>
 
-#include "messages.h"
-#include "private_network.h"
+#include "bench.h"
 #include "ssdp.h"
 
 namespace {
 
 using namespace libSSDP;
+using namespace bench;
 
 constexpr int kWarmUp = 100;
 constexpr int kMeasured = 1000;
@@ -31,40 +30,33 @@ std::vector<std::string> datagrams;  // received in turn
 int received = 0;
 WorkerThread* loop = nullptr;
 
-// Collects from the end of the warm-up on; false when the last one has been handled.
+// Collects from the end of the warm-up on; false when the last datagram has been handled.
 bool CountOne() {
   if (received == kWarmUp || received == kWarmUp + kMeasured) CALLGRIND_TOGGLE_COLLECT;
   return received++ < kWarmUp + kMeasured;
 }
 
-void Configure(SSDPStorage& store) {
-  DomainNameConfig domain;
-  domain.m_domain_name = bench::kDomain;
-  store.SetConfig(domain.m_name, domain);
-  DeviceTypeConfig type;
-  type.m_device_type = bench::kType;
-  store.SetConfig(type.m_name, type);
-  VersionConfig version;
-  version.m_version = bench::kVersion;
-  store.SetConfig(version.m_name, version);
-  DeviceUUIDConfig uuid;
-  uuid.m_uuid = bench::Uuid(0);
-  store.SetConfig(uuid.m_name, uuid);
-  DeviceStatusConfig status;
-  status.m_status = bench::kStatus;
-  store.SetConfig(status.m_name, status);
-  NotifyTimeoutConfig timeout;
-  timeout.m_notify_timeout = 1800;
-  store.SetConfig(timeout.m_name, timeout);
+template <typename Config, typename Value, typename Given>
+void Set(SSDPDevice& device, Value Config::*field, Given value) {
+  Config config;
+  config.*field = value;
+  device.SetConfig(config.m_name, config);
+}
+
+void ConfigureStore(SSDPStorage& store) {
+  Set(store, &DomainNameConfig::m_domain_name, kDomain);
+  Set(store, &DeviceTypeConfig::m_device_type, kType);
+  Set(store, &VersionConfig::m_version, kVersion);
+  Set(store, &DeviceUUIDConfig::m_uuid, Uuid(0));
+  Set(store, &DeviceStatusConfig::m_status, kStatus);
+  Set(store, &NotifyTimeoutConfig::m_notify_timeout, 1800);
   store.Init();
 }
 
 template <typename Worker>
-void Receive(std::vector<std::string> messages, SSDPStorage& store, SSDP& service) {
-  Worker worker(&SSDP::Callback, &store, &service);
+void Run(Worker& worker) {
   worker.Start();  // no thread: its loop runs here
   loop = &worker;
-  datagrams = std::move(messages);
   worker.Task();
 }
 
@@ -73,57 +65,38 @@ std::vector<std::string> Acquaint(int peers, SSDP& service) {
   std::vector<std::string> announcements;
   for (int peer = 0; peer < peers; ++peer) {
     DeviceInfo device;
-    device.m_uuid = bench::Uuid(peer);
-    device.m_status = bench::kStatus;
+    device.m_uuid = Uuid(peer);
+    device.m_status = kStatus;
     device.m_address = "10.77.0.1";
     SSDP::Callback(&service, &device, true, false);
-    announcements.push_back(bench::Notify(bench::kTarget, device.m_uuid));
+    announcements.push_back(Notify(kTarget, device.m_uuid));
   }
   return announcements;
 }
 
-void Announce(SSDPStorage& store, SSDP& service) {
-  SSDPHandler handler(&SSDP::Callback, &store, &service);
-  while (CountOne()) handler.AnnounceNetwork("ssdp:alive", nullptr);
-}
-
-// The service's own loop, which finds that nothing is due.
-void Idle() {
-  SSDP service(1);
-  NotifyTimeoutConfig timeout;
-  timeout.m_notify_timeout = 1800;
-  service.SetConfig(timeout.m_name, timeout);
-  service.Start();  // no thread: its loop runs here
-  loop = &service;
-  service.Task();
-}
-
-bool Run(const std::string& subject) {
+void Measure(const std::string& subject) {
   SSDPStorage store;
-  Configure(store);
-  SSDP service(0);
+  ConfigureStore(store);
+  SSDP service(subject == "idle_pass" ? 1 : 0);
   service.SetCallback([](const DeviceInfo*, DeviceInfo*, unsigned int, void*) {}, nullptr);
-  const std::string peer = bench::Uuid(1);
-  if (subject == "notify_other") {
-    Receive<SSDPListener>({bench::Notify(bench::kOtherTarget, peer)}, store, service);
-  } else if (subject == "notify_known") {
-    Receive<SSDPListener>({bench::Notify(bench::kTarget, peer)}, store, service);
-  } else if (subject == "notify_10000") {
-    Receive<SSDPListener>(Acquaint(10000, service), store, service);
-  } else if (subject == "search_reply") {
-    Receive<SSDPHandler>({bench::SearchReply(bench::kTarget, peer)}, store, service);
-  } else if (subject == "msearch_other") {
-    Receive<SSDPListener>({bench::MSearch(bench::kOtherTarget)}, store, service);
-  } else if (subject == "msearch_answered") {
-    Receive<SSDPListener>({bench::MSearch(bench::kTarget)}, store, service);
-  } else if (subject == "announcement") {
-    Announce(store, service);
+  SSDPListener listener(&SSDP::Callback, &store, &service);
+  SSDPHandler handler(&SSDP::Callback, &store, &service);
+  Set(service, &NotifyTimeoutConfig::m_notify_timeout, 1800);
+  const std::map<std::string, std::string> alone = {
+      {"notify_other", Notify(kOtherTarget, Uuid(1))},
+      {"notify_known", Notify(kTarget, Uuid(1))},
+      {"search_response", SearchResponse(kTarget, Uuid(1))},
+      {"msearch_other", MSearch(kOtherTarget)},
+      {"msearch_answered", MSearch(kTarget)}};
+  if (subject == "announcement") {
+    while (CountOne()) handler.AnnounceNetwork("ssdp:alive", nullptr);
   } else if (subject == "idle_pass") {
-    Idle();
+    Run(service);
   } else {
-    return false;
+    datagrams = subject == "notify_10000" ? Acquaint(10000, service)
+                                          : std::vector<std::string>{alone.at(subject)};
+    subject == "search_response" ? Run(handler) : Run(listener);
   }
-  return true;
 }
 
 }  // namespace
@@ -167,14 +140,7 @@ int __wrap_rand() {
 }
 
 int main(int argc, char** argv) {
-  const std::string reason = support::EnterPrivateNetwork();
-  if (!reason.empty()) {
-    std::fprintf(stderr, "no private network: %s\n", reason.c_str());
-    return 1;
-  }
-  if (argc != 2 || !Run(argv[1])) {
-    std::fprintf(stderr, "usage: bench_instructions SUBJECT\n");
-    return 2;
-  }
-  return 0;
+  Require(argc == 2, "usage: bench_instructions SUBJECT");
+  RequirePrivateNetwork();
+  Measure(argv[1]);
 }

@@ -1,19 +1,15 @@
 // SPDX-License-Identifier: MIT
-// cost ROUNDS [SUBJECT]: what a datagram of each kind costs a host of the library and what it
-// costs a bare loop that receives the same, in CPU time of the whole process, in one private
-// network. Prints one line for each batch: subject, known peers, round, nanoseconds a datagram, the
-// bare loop's; of an announcement, which is compared inside its host, one ratio for each round.
+// cost ROUNDS [SUBJECT]: what a datagram costs an application of the library and what it costs a
+// bare loop, in CPU time of the whole process. Prints one line for each batch: subject, known
+// peers, round, nanoseconds a datagram, the bare loop's.
 #include <sched.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
-#include <vector>
 
-#include "group.h"
-#include "loops.h"
-#include "messages.h"
-#include "private_network.h"
+#include "bench.h"
 
 namespace {
 
@@ -32,22 +28,28 @@ struct Subject {
   void (*loop)(Gate&);
   int peers;  // known before the measurement
   std::vector<std::string> datagrams;
-  bool unicast;    // to the socket that the host searches with
-  size_t answers;  // the length of each, or 0
+  bool unicast;      // to the socket that the application searches with
+  size_t responses;  // the length of each, or 0
 };
 
-// Where the host's search came from: its replies go there.
-sockaddr_in Searcher(int group_socket) {
-  sockaddr_in from;
-  Load::WaitOnGroup(group_socket, "M-SEARCH", from);
+// The address that the application's search comes from.
+sockaddr_in AwaitSearch(int group_socket) {
+  alarm(30);  // ends this program if none comes
+  sockaddr_in from{};
+  for (char text[512] = ""; text[0] != 'M';) {
+    socklen_t size = sizeof(from);
+    recvfrom(group_socket, text, sizeof(text), 0, reinterpret_cast<sockaddr*>(&from), &size);
+  }
+  alarm(0);
+  close(group_socket);
   return from;
 }
 
-// A loop in a process of its own. Between its batches it stands at its gate.
+// A loop in a process of its own. Between its batches it waits at its gate.
 class Measured {
  public:
   Measured(const Subject& subject, uint16_t port);
-  ~Measured() { EndChild(m_child); }
+  ~Measured() { EndChild(m_child), close(m_socket); }
   Measured(const Measured&) = delete;
   Measured& operator=(const Measured&) = delete;
 
@@ -55,64 +57,58 @@ class Measured {
   double NextBatch();
 
  private:
-  void LetKnowPeers();
+  int64_t MeasureBatch();
 
   const Subject& m_subject;
   Gate& m_gate;
   sockaddr_in m_to;
   pid_t m_child;
   const std::string m_gate_text;
-  Load m_load;
+  const int m_socket;
+  size_t m_next = 0;  // datagram
 };
 
 Measured::Measured(const Subject& subject, uint16_t port)
     : m_subject(subject),
-      m_gate(*Gate::Create()),
+      m_gate(Gate::Create()),
       m_to(GroupAddress(port)),
-      m_gate_text(subject.unicast ? SearchReply(kTarget, kGateUuid) : Notify(kTarget, kGateUuid)) {
+      m_gate_text((subject.unicast ? SearchResponse : Notify)(kTarget, kGateUuid)),
+      m_socket(socket(AF_INET, SOCK_DGRAM, 0)) {
   m_gate.m_port = port;
   const int group_socket = subject.unicast ? OpenGroupSocket() : -1;
   m_child = StartChild(subject.loop, m_gate);
-  if (subject.unicast) {
-    m_to = Searcher(group_socket);
-    close(group_socket);
-  } else {
-    usleep(100000);  // until it has joined
-  }
-  m_load.Send(m_gate_text, m_to);
+  if (subject.unicast) m_to = AwaitSearch(group_socket);
+  SendTo(m_socket, m_gate_text, m_to);
   m_gate.Await();
-  if (!subject.unicast) LetKnowPeers();
+  for (int sent = 0; sent < subject.peers; sent += kBatch) MeasureBatch();
 }
 
-void Measured::LetKnowPeers() {
-  for (int sent = 0; sent < m_subject.peers; sent += kBatch) {
-    m_load.Queue(m_subject.datagrams, m_gate_text, m_to);
-    m_gate.Measure();
-  }
+// The next kBatch datagrams, round and round, and the gate behind them.
+int64_t Measured::MeasureBatch() {
+  const auto& datagrams = m_subject.datagrams;
+  for (int i = 0; i < kBatch; ++i) SendTo(m_socket, datagrams[m_next++ % datagrams.size()], m_to);
+  SendTo(m_socket, m_gate_text, m_to);
+  return m_gate.Measure();
 }
 
 double Measured::NextBatch() {
-  m_load.Send(m_gate_text, m_to);
-  const auto gate_alone = static_cast<double>(m_gate.Measure());
-  m_load.Queue(m_subject.datagrams, m_gate_text, m_to);
-  const auto took = static_cast<double>(m_gate.Measure());
-  if (m_subject.answers > 0) m_load.TakeAnswers(m_subject.answers);
-  return (took - gate_alone) / kBatch;
+  SendTo(m_socket, m_gate_text, m_to);
+  const int64_t gate_alone = m_gate.Measure();
+  const int64_t took = MeasureBatch();
+  for (int i = 0; i < kBatch && m_subject.responses > 0; ++i) {
+    char text[1024];
+    const ssize_t length = recv(m_socket, text, sizeof(text), MSG_DONTWAIT);
+    Require(length == static_cast<ssize_t>(m_subject.responses), "a search response is missing");
+  }
+  return static_cast<double>(took - gate_alone) / kBatch;
 }
 
-// What receives the same, and answers as long, but does nothing else.
-Subject Bare(const Subject& subject) {
-  Subject bare = subject;
-  bare.loop = subject.answers > 0 ? BareReplyLoop : BareLoop;
-  bare.peers = 0;
-  bare.unicast = false;
-  return bare;
-}
-
-// Batch by batch in turn with the bare loop, for what else goes on in the machine changes in less
-// than a second.
+// Takes turns with the bare loop, batch by batch: the machine's other load changes within a second.
 void Compare(const Subject& subject, int round) {
-  const Subject as_bare = Bare(subject);
+  Subject as_bare = subject;
+  as_bare.loop = subject.responses > 0 ? BareResponseLoop : BareLoop;
+  as_bare.peers = 0;
+  as_bare.unicast = false;
   Measured bare(as_bare, 1901);
   Measured measured(subject, 1900);
   for (int i = 0; i < kBatches; ++i) {
@@ -122,69 +118,32 @@ void Compare(const Subject& subject, int round) {
   }
 }
 
-double MeasureAnnouncement() {
-  Gate& gate = *Gate::Create();
-  const pid_t child = StartChild(AnnouncingHost, gate);
-  usleep(300000);  // until it has joined
-  Load load;
-  load.Send(Notify(kTarget, kGateUuid), GroupAddress());
-  for (int i = 0; i < 600 && gate.m_result == 0; ++i) usleep(50000);
-  EndChild(child);
-  if (gate.m_result == 0) {
-    std::fprintf(stderr, "the host announced nothing\n");
-    std::exit(1);
-  }
-  return gate.m_result;
-}
-
 std::vector<Subject> Subjects() {
   const std::vector<std::string> other = {Notify(kOtherTarget, Uuid(1))};
-  const std::vector<std::string> reply = {SearchReply(kTarget, Uuid(1))};
-  const std::vector<std::string> search = {MSearch(kTarget)};
-  const size_t answer = reply[0].size();
+  const std::vector<std::string> response = {SearchResponse(kTarget, Uuid(1))};
   return {
       {"bare_thread", BareThreadLoop, 0, other, false, 0},
-      {"fixed", FixedLoop, 0, other, false, 0},
-      {"notify_other", LibraryHost, 0, other, false, 0},
-      {"notify_known", LibraryHost, 1, Peers(1), false, 0},
-      {"notify_known", LibraryHost, 10, Peers(10), false, 0},
-      {"notify_known", LibraryHost, 100, Peers(100), false, 0},
-      {"notify_known", LibraryHost, 1000, Peers(1000), false, 0},
-      {"notify_known", LibraryHost, 10000, Peers(10000), false, 0},
-      {"notify_alike", LibraryHost, 100, Peers(100, UuidOfOneMaker), false, 0},
-      {"notify_alike", LibraryHost, 10000, Peers(10000, UuidOfOneMaker), false, 0},
-      {"notify_known", LibraryHost, 100000, Peers(100000), false, 0},
-      {"search_reply", LibraryHost, 1, reply, true, 0},
-      {"msearch_answered", LibraryHost, 0, search, false, answer},
+      {"notify_other", Application, 0, other, false, 0},
+      {"notify_known", Application, 1, Peers(1), false, 0},
+      {"notify_known", Application, 100, Peers(100), false, 0},
+      {"notify_known", Application, 10000, Peers(10000), false, 0},
+      {"notify_alike", Application, 100, Peers(100, UuidOfOneMaker), false, 0},
+      {"notify_alike", Application, 10000, Peers(10000, UuidOfOneMaker), false, 0},
+      {"search_response", Application, 1, response, true, 0},
+      {"msearch_answered", Application, 0, {MSearch(kTarget)}, false, response[0].size()},
   };
-}
-
-// Otherwise it would be chance whether the datagrams lie in another processor's cache.
-void KeepToOneProcessor() {
-  cpu_set_t processor;
-  CPU_ZERO(&processor);
-  CPU_SET(static_cast<size_t>(sched_getcpu()), &processor);
-  if (sched_setaffinity(0, sizeof(processor), &processor) != 0)
-    std::fprintf(stderr, "not kept to one processor\n");
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  const std::string reason = support::EnterPrivateNetwork();
-  if (!reason.empty()) {
-    std::fprintf(stderr, "no private network: %s\n", reason.c_str());
-    return 1;
-  }
-  KeepToOneProcessor();
-  const int rounds = argc > 1 ? std::atoi(argv[1]) : 5;
-  const auto subjects = Subjects();
+  RequirePrivateNetwork();
+  KeepTo(sched_getcpu());  // else chance decides whether datagrams lie in another processor's cache
+  const int rounds = argc > 1 ? std::atoi(argv[1]) : 1;
   for (int round = 0; round < rounds; ++round) {
-    for (const Subject& subject : subjects) {
-      if (argc > 2 && std::string(argv[2]) != subject.name) continue;
-      Compare(subject, round);
+    for (const Subject& subject : Subjects()) {
+      if (argc <= 2 || std::string(argv[2]) == subject.name) Compare(subject, round);
       std::fflush(stdout);
     }
-    std::printf("announcement %.3f\n", MeasureAnnouncement());
   }
 }

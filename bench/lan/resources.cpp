@@ -1,217 +1,176 @@
 // SPDX-License-Identifier: MIT
-// resources: what a host of the library takes while nothing happens, for each peer, and to start.
-// Prints one line each: what, figure.
-#include <arpa/inet.h>
-#include <dirent.h>
+// resources: what an application of the library takes while nothing happens, for each peer, to
+// start and to announce. Prints one line each: what, figure.
 #include <fcntl.h>
 #include <ifaddrs.h>
-#include <libssdp.h>
-#include <netinet/in.h>
-#include <pthread.h>
-#include <signal.h>
-#include <sys/prctl.h>
+#include <malloc.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
 #include <map>
-#include <vector>
+#include <new>
+#include <thread>
 
-#include "counted_heap.h"
-#include "gate.h"
-#include "group.h"
-#include "messages.h"
-#include "private_network.h"
+#include "bench.h"
+
+// Counts the allocations of this program and of the library in it.
+static std::atomic<int> allocations{0};
+
+LIBSSDP_API void* operator new(size_t size) {
+  ++allocations;
+  void* block = std::malloc(size);
+  if (block == nullptr) throw std::bad_alloc();
+  return block;
+}
+LIBSSDP_API void operator delete(void* block) noexcept {
+  std::free(block);
+}
+LIBSSDP_API void operator delete(void* block, size_t) noexcept {
+  std::free(block);
+}
 
 namespace {
 
 using namespace bench;
 
-void Configure() {
-  libSSDP::CreateSSDP(true);
-  libSSDP::SetDomainName(kDomain);
-  libSSDP::SetDeviceType(kType);
-  libSSDP::SetVersionInfo(kVersion);
-  libSSDP::SetUUID(Uuid(0));
-  libSSDP::SetStatus(kStatus);
-  libSSDP::SetNotifyTimeOut(1800);
+void Start() {
+  Configure(true);
+  libSSDP::Initialize();
 }
 
-void StopLibrary() {
+void Stop() {
   libSSDP::Uninitialize();
   libSSDP::DestroySSDP();
 }
 
-// The times that one of the process's threads went to sleep.
-int64_t WakeUps() {
-  int64_t sum = 0;
-  DIR* tasks = opendir("/proc/self/task");
-  while (const dirent* task = readdir(tasks)) {
-    std::ifstream status(std::string("/proc/self/task/") + task->d_name + "/status");
-    for (std::string word; status >> word;) {
-      int64_t count = 0;
-      if (word == "voluntary_ctxt_switches:" && status >> count) sum += count;
-    }
-  }
-  closedir(tasks);
-  return sum;
-}
-
 void Idle() {
-  Configure();
-  libSSDP::Initialize();
+  Start();
   sleep(1);
-  WakeUps();  // what reading them allocates once
-  const int64_t wake_ups = WakeUps();
-  const int64_t allocations = Allocations();
-  const int64_t cpu = ProcessCpu();
+  rusage before{}, after{};
+  getrusage(RUSAGE_SELF, &before);
+  const int allocated = allocations;
+  const int64_t cpu = Clock(CLOCK_PROCESS_CPUTIME_ID);
   sleep(10);
-  const auto used = static_cast<double>(ProcessCpu() - cpu) / 1e6;
-  const auto allocated = static_cast<double>(Allocations() - allocations);
-  const auto woken = static_cast<double>(WakeUps() - wake_ups - 1);  // without this thread's own
-  std::printf("idle_wakeups_per_second %.2f\n", woken / 10);
-  std::printf("idle_allocations_per_pass %.2f\n", allocated / woken);
-  std::printf("idle_cpu_ms_in_10_s %.2f\n", used);
-  StopLibrary();
+  const auto used = static_cast<double>(Clock(CLOCK_PROCESS_CPUTIME_ID) - cpu);
+  const int allocated_now = allocations - allocated;
+  getrusage(RUSAGE_SELF, &after);
+  // How often a thread went to sleep, without this thread's own sleep.
+  const auto woken = static_cast<double>(after.ru_nvcsw - before.ru_nvcsw - 1);
+  std::printf("idle_wakeups_per_second %.2f\nidle_allocations_per_pass %.2f\n", woken / 10,
+              allocated_now / woken);
+  std::printf("idle_cpu_ms_in_10_s %.2f\n", used / 1e6);
+  Stop();
 }
 
 // As many pauses of the same length and nothing between them: what waking up costs by itself.
 void BareIdle() {
-  const int64_t cpu = ProcessCpu();
+  const int64_t cpu = Clock(CLOCK_PROCESS_CPUTIME_ID);
   for (int i = 0; i < 50; ++i) usleep(200000);
-  std::printf("idle_bare_cpu_ms_in_10_s %.2f\n", static_cast<double>(ProcessCpu() - cpu) / 1e6);
-}
-
-size_t KnownPeers() {
-  std::map<std::string, libSSDP::DeviceInfo*> devices;
-  libSSDP::GetDevices(devices);
-  return devices.size();
+  std::printf("idle_bare_cpu_ms_in_10_s %.2f\n",
+              static_cast<double>(Clock(CLOCK_PROCESS_CPUTIME_ID) - cpu) / 1e6);
 }
 
 void HeapOfAPeer() {
-  constexpr int peers = 10000;
-  Configure();
-  libSSDP::Initialize();
-  sleep(1);  // its own first announcement has come back to it
-  const size_t known = KnownPeers();
-  const int64_t before = LiveBytes();
-  {
-    Load load;
-    for (int peer = 1; peer <= peers; ++peer) {
-      load.Send(Notify(kTarget, Uuid(peer)), GroupAddress());
-      if (peer % 100 == 0) usleep(10000);
-    }
-    sleep(1);
+  Start();
+  sleep(1);  // until its own first announcement has come back
+  const int socket = ::socket(AF_INET, SOCK_DGRAM, 0);
+  const size_t before = mallinfo2().uordblks;
+  for (int peer = 1; peer <= 10000; ++peer) {
+    SendTo(socket, Notify(kTarget, Uuid(peer)));
+    if (peer % 100 == 0) usleep(10000);
   }
-  const auto bytes = static_cast<double>(LiveBytes() - before);
-  std::printf("heap_bytes_per_peer %.1f\n", bytes / static_cast<double>(KnownPeers() - known));
-  StopLibrary();
+  sleep(1);
+  const auto bytes = static_cast<double>(mallinfo2().uordblks - before);
+  std::map<std::string, libSSDP::DeviceInfo*> devices;
+  libSSDP::GetDevices(devices);
+  std::printf("heap_bytes_per_peer %.1f\n", bytes / static_cast<double>(devices.size() - 1));
+  close(socket);
+  Stop();
 }
 
-// --- The system calls that a start makes, and nothing else.
-
-struct Sockets {
-  int listener;
-  int handler;
-};
-
-void* Receiver(void* socket) {
-  prctl(PR_SET_NAME, "bare");
-  char text[512];
-  sockaddr_in from;
-  socklen_t size = sizeof(from);
-  recvfrom(*static_cast<int*>(socket), text, sizeof(text), 0, reinterpret_cast<sockaddr*>(&from),
-           &size);
-  return nullptr;
+void PrintMedian(const char* name, std::vector<double>& figures) {
+  std::sort(figures.begin(), figures.end());
+  std::printf("%s %.2f\n", name, figures[figures.size() / 2]);
 }
 
-void* Announcer(void* socket) {
-  prctl(PR_SET_NAME, "bare");
-  const sockaddr_in group = GroupAddress();
-  const char text[] = "NOTIFY";
-  sendto(*static_cast<int*>(socket), text, sizeof(text), 0,
-         reinterpret_cast<const sockaddr*>(&group), sizeof(group));
-  return nullptr;
-}
-
-void StartThread(pthread_t& thread, void* (*run)(void*), int& socket) {
-  sigset_t all, previous;
-  sigfillset(&all);
-  pthread_sigmask(SIG_SETMASK, &all, &previous);
-  pthread_create(&thread, nullptr, run, &socket);
-  pthread_sigmask(SIG_SETMASK, &previous, nullptr);
-}
-
-void ListInterfaces() {
-  ifaddrs* interfaces = nullptr;
-  if (getifaddrs(&interfaces) == 0) freeifaddrs(interfaces);
-}
-
-using Clock = std::chrono::steady_clock;
-
+// The system calls that a start makes, and nothing else.
 double BareStart() {
-  Sockets sockets;
-  pthread_t threads[3];
-  const auto begin = Clock::now();
-  sockets.listener = OpenGroupSocket();
-  fcntl(sockets.listener, F_SETFD, FD_CLOEXEC);
-  sockets.handler = socket(AF_INET, SOCK_DGRAM, 0);
-  fcntl(sockets.handler, F_SETFD, FD_CLOEXEC);
+  const int64_t begin = Clock(CLOCK_MONOTONIC);
+  const int listener = OpenGroupSocket();
+  const int handler = socket(AF_INET, SOCK_DGRAM, 0);
+  for (const int socket : {listener, handler}) fcntl(socket, F_SETFD, FD_CLOEXEC);
   sockaddr_in any{};
   any.sin_family = AF_INET;
-  bind(sockets.handler, reinterpret_cast<sockaddr*>(&any), sizeof(any));
-  in_addr interface {};
-  setsockopt(sockets.handler, IPPROTO_IP, IP_MULTICAST_IF, &interface, sizeof(interface));
-  ListInterfaces();
-  StartThread(threads[0], Receiver, sockets.listener);
-  ListInterfaces();
-  StartThread(threads[1], Receiver, sockets.handler);
-  StartThread(threads[2], Announcer, sockets.handler);
-  const double took = std::chrono::duration<double>(Clock::now() - begin).count();
-  shutdown(sockets.listener, SHUT_RDWR);
-  shutdown(sockets.handler, SHUT_RDWR);
-  for (pthread_t thread : threads) pthread_join(thread, nullptr);
-  close(sockets.listener);
-  close(sockets.handler);
+  bind(handler, reinterpret_cast<sockaddr*>(&any), sizeof(any));
+  setsockopt(handler, IPPROTO_IP, IP_MULTICAST_IF, &any.sin_addr, sizeof(any.sin_addr));
+  for (int i = 0; i < 2; ++i) {
+    ifaddrs* interfaces = nullptr;
+    if (getifaddrs(&interfaces) == 0) freeifaddrs(interfaces);
+  }
+  const auto receive = [](int socket) {
+    char text[512];
+    recv(socket, text, sizeof(text), 0);
+  };
+  std::thread threads[] = {std::thread(receive, listener), std::thread(receive, handler),
+                           std::thread([&] { SendTo(handler, "NOTIFY"); })};
+  const auto took = static_cast<double>(Clock(CLOCK_MONOTONIC) - begin);
+  threads[2].join();
+  for (const int socket : {listener, handler}) shutdown(socket, SHUT_RDWR);
+  for (const int i : {0, 1}) threads[i].join();
+  for (const int socket : {listener, handler}) close(socket);
   return took;
 }
 
-double LibraryStart() {
-  usleep(200000);
-  const auto begin = Clock::now();
-  Configure();
-  libSSDP::Initialize();
-  const double took = std::chrono::duration<double>(Clock::now() - begin).count();
-  usleep(10000);  // its first announcement has left
-  StopLibrary();
-  return took;
-}
-
-void Start() {
-  std::vector<double> ratios;
-  for (int i = 0; i < 21; ++i) {
+void CompareStarts() {
+  std::vector<double> ratios(21);
+  for (double& ratio : ratios) {
     usleep(200000);  // both begin after a pause
     const double bare = BareStart();
-    ratios.push_back(LibraryStart() / bare);
+    usleep(200000);
+    const int64_t begin = Clock(CLOCK_MONOTONIC);
+    Start();
+    ratio = static_cast<double>(Clock(CLOCK_MONOTONIC) - begin) / bare;
+    usleep(10000);  // until its first announcement has left
+    Stop();
   }
-  std::sort(ratios.begin(), ratios.end());
-  std::printf("start_ratio %.2f\n", ratios[ratios.size() / 2]);
+  PrintMedian("start_ratio", ratios);
+}
+
+// An announcement, and the same bytes sent without the library, in turn. Meanwhile the callback
+// keeps the listener, or sends would wake it up. The service can't be stopped any more.
+void CompareAnnouncements() {
+  Configure(true);
+  libSSDP::SetCallback([](auto...) { pause(); }, nullptr);
+  libSSDP::Initialize();
+  sleep(1);  // until its first announcement has come back
+  const int socket = ::socket(AF_INET, SOCK_DGRAM, 0);
+  const std::string text = Notify(kTarget, Uuid(0));
+  const sockaddr_in group = GroupAddress();
+  std::vector<double> ratios(1001);
+  for (double& ratio : ratios) {
+    const int64_t begin = Clock(CLOCK_THREAD_CPUTIME_ID);
+    for (int i = 0; i < kBatch; ++i) libSSDP::Announce();
+    const int64_t middle = Clock(CLOCK_THREAD_CPUTIME_ID);
+    for (int i = 0; i < kBatch; ++i) SendTo(socket, text, group);
+    const auto bare = static_cast<double>(Clock(CLOCK_THREAD_CPUTIME_ID) - middle);
+    ratio = static_cast<double>(middle - begin) / bare;
+  }
+  PrintMedian("announcement_ratio", ratios);
 }
 
 }  // namespace
 
 int main() {
-  const std::string reason = support::EnterPrivateNetwork();
-  if (!reason.empty()) {
-    std::fprintf(stderr, "no private network: %s\n", reason.c_str());
-    return 1;
-  }
+  RequirePrivateNetwork();
   BareIdle();
   Idle();
   HeapOfAPeer();
-  Start();
+  CompareStarts();
+  CompareAnnouncements();
+  std::fflush(stdout);
+  _exit(0);
 }

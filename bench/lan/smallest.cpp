@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The smallest host of the library, for its resident memory.
+// The smallest application of the library, for its resident memory.
 #include <libssdp.h>
 #include <unistd.h>
 
