@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-#ifndef LIBSSDP_TESTS_LIFECYCLE_PROBE_H
-#define LIBSSDP_TESTS_LIFECYCLE_PROBE_H
+#ifndef LIBSSDP_TESTS_STRESS_PROBE_H
+#define LIBSSDP_TESTS_STRESS_PROBE_H
 
 #include <cstddef>
 #include <functional>

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-#ifndef LIBSSDP_TESTS_SOAK_LOAD_H
-#define LIBSSDP_TESTS_SOAK_LOAD_H
+#ifndef LIBSSDP_TESTS_STRESS_LOAD_H
+#define LIBSSDP_TESTS_STRESS_LOAD_H
 
 #include <cstddef>
 #include <cstdint>

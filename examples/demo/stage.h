@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-#ifndef LIBSSDP_TESTS_DEMO_STAGE_H
-#define LIBSSDP_TESTS_DEMO_STAGE_H
+#ifndef LIBSSDP_EXAMPLES_DEMO_STAGE_H
+#define LIBSSDP_EXAMPLES_DEMO_STAGE_H
 
 #include <cstddef>
 #include <functional>

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-#ifndef LIBSSDP_TESTS_LIFECYCLE_HOST_H
-#define LIBSSDP_TESTS_LIFECYCLE_HOST_H
+#ifndef LIBSSDP_TESTS_STRESS_HOST_H
+#define LIBSSDP_TESTS_STRESS_HOST_H
 
 #include <netinet/in.h>
 
