@@ -28,7 +28,7 @@ TEST_F(FaultTest, ASecondInitializeMakesTheSocketsThatWereMissing) {
 
   fault.End();
   EXPECT_EQ(Initialize(), SSDP_SUCCESS);
-  EXPECT_EQ(OpenDescriptors(), m_descriptors + 2);
+  EXPECT_EQ(Descriptors(), m_descriptors + 2);
   EXPECT_TRUE(host.Works());
   EXPECT_EQ(Initialize(), SSDP_SUCCESS);
   EXPECT_EQ(fault.Calls(), 6) << "a worker that has a socket was replaced";

@@ -208,18 +208,18 @@ class ErrnoTest : public FaultTest, public testing::WithParamInterface<std::tupl
       peer.Send(SearchOf());
       peer.Send(ByebyeOf("peer"));
     }
-    EXPECT_TRUE(!TheCall().resumes || Eventually([&] { return fault.Calls() >= calls + 3; }));
+    EXPECT_TRUE(!TheCall().resumes || Await([&] { return fault.Calls() >= calls + 3; }));
     // Without a report the listener misses nothing, unless it never receives.
     const bool misses = TheCall().report != nullptr || (TheCall().name == std::string("recvfrom") &&
                                                         std::get<When>(GetParam()) == When::kEvery);
-    EXPECT_TRUE(misses || Eventually([&] { return host.m_searched == searched + 6; }));
+    EXPECT_TRUE(misses || Await([&] { return host.m_searched == searched + 6; }));
   }
 
   // One report a failure, and no other lines but consequences. A thread may be just between its
   // failure and the last of its lines.
   void ExpectReports(const Fault& fault) {
     std::string text;
-    EXPECT_TRUE(Eventually([&] {
+    EXPECT_TRUE(Await([&] {
       text = m_output.Text();
       int lines = 0;
       for (const char* consequence : TheCall().consequences) lines += Count(text, consequence);
@@ -267,7 +267,7 @@ TEST_P(ErrnoTest, PassesWithoutAHarmThatLasts) {
     m_output.Clear();
     Suffer(fault, error);
     ASSERT_FALSE(HasFailure());
-    EXPECT_EQ(OpenDescriptors(), m_descriptors);
+    EXPECT_EQ(Descriptors(), m_descriptors);
     seam::Reset();
   }
 }

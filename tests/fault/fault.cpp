@@ -1,11 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "fault.h"
 
-#include <dirent.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <cstdio>
 #include <thread>
 
@@ -70,56 +68,24 @@ void Output::Clear() {
   m_start = lseek(m_file, 0, SEEK_END);
 }
 
-bool Eventually(const std::function<bool()>& condition) {
-  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
-  while (!condition()) {
-    if (std::chrono::steady_clock::now() > deadline) return false;
-    std::this_thread::sleep_for(std::chrono::milliseconds(1));
-  }
-  return true;
-}
-
-namespace {
-
-int Entries(const char* path) {
-  DIR* directory = opendir(path);
-  if (directory == nullptr) return -1;
-  int count = 0;
-  while (readdir(directory) != nullptr) ++count;
-  closedir(directory);
-  return count;
-}
-
-}  // namespace
-
-int OpenDescriptors() {
-  return Entries("/proc/self/fd");
-}
-
-int Threads() {
-  return Entries("/proc/self/task");
-}
-
 namespace {
 
 // With the program's first thread a sanitizer may start one of its own, which stays.
 void StartOneThread() {
   std::string entry;
   std::thread([&] { entry = "/proc/self/task/" + std::to_string(gettid()); }).join();
-  Eventually([&] { return access(entry.c_str(), F_OK) != 0; });
+  Await([&] { return access(entry.c_str(), F_OK) != 0; });
 }
 
 }  // namespace
 
-FaultTest::FaultTest()
-    : m_descriptors(OpenDescriptors()), m_threads((StartOneThread(), Threads())) {}
+FaultTest::FaultTest() : m_descriptors(Descriptors()), m_threads((StartOneThread(), Threads())) {}
 
 void FaultTest::TearDown() {
   seam::Reset();
-  seam::Reset();
-  EXPECT_EQ(OpenDescriptors(), m_descriptors);
+  EXPECT_EQ(Descriptors(), m_descriptors);
   // A joined thread may still be on its way out of the process list.
-  EXPECT_TRUE(Eventually([this] { return Threads() == m_threads; })) << Threads() << " threads";
+  EXPECT_TRUE(Await([this] { return Threads() == m_threads; })) << Threads() << " threads";
 }
 
 Host::Host(bool announce) {
@@ -152,14 +118,14 @@ testing::AssertionResult Host::Works() {
   const auto heard = [this] { return m_added + m_refreshed; };
   int before = heard();
   if (Announce() != SSDP_SUCCESS) return testing::AssertionFailure() << "can't announce";
-  if (!Eventually([&] { return heard() > before; }))
+  if (!Await([&] { return heard() > before; }))
     return testing::AssertionFailure() << "doesn't hear an announcement";
   before = heard();
   const int searched = m_searched;
   if (Search() != SSDP_SUCCESS) return testing::AssertionFailure() << "can't search";
-  if (!Eventually([&] { return m_searched > searched; }))
+  if (!Await([&] { return m_searched > searched; }))
     return testing::AssertionFailure() << "doesn't answer a search";
-  if (!Eventually([&] { return heard() > before; }))
+  if (!Await([&] { return heard() > before; }))
     return testing::AssertionFailure() << "doesn't hear an answer";
   return testing::AssertionSuccess();
 }

@@ -5,10 +5,10 @@
 #include <gmock/gmock.h>
 
 #include <atomic>
-#include <functional>
 #include <string>
 
 #include "libssdp.h"
+#include "process.h"
 #include "seam.h"
 
 namespace libSSDP {
@@ -77,11 +77,9 @@ class Output {
   long m_start = 0;
 };
 
-// Waits until `condition` holds, far longer than it can take even on a busy machine.
-bool Eventually(const std::function<bool()>& condition);
-
-int OpenDescriptors();
-int Threads();
+using support::Await;
+using support::Descriptors;
+using support::Threads;
 
 // A test that leaves nothing behind: no hook, no descriptor, no thread. (No memory either: that is
 // for the leak checker of the sanitizer builds.)
@@ -91,8 +89,8 @@ class FaultTest : public testing::Test {
   void TearDown() override;
 
   Output m_output;
-  const int m_descriptors;
-  const int m_threads;
+  const size_t m_descriptors;
+  const size_t m_threads;
 };
 
 // A program that uses the library through its public header, configured so that it hears itself:

@@ -20,9 +20,9 @@ constexpr char kBase[] = "source/ssdpbase.cpp";
 constexpr char kWorker[] = "source/worker.cpp";
 
 // In the order in which they start and stop.
-constexpr int kListener = 0;
-constexpr int kHandler = 1;
-constexpr int kThread = 2;
+constexpr size_t kListener = 0;
+constexpr size_t kHandler = 1;
+constexpr size_t kThread = 2;
 
 const std::string kCreate = Line(
     "Start", "pthread_create(&m_handle, NULL, &WorkerThread::TaskLauncher, this) == 0", kWorker);
@@ -40,19 +40,19 @@ const std::string kInitReports[] = {
     Line("Init", "Start() == SSDP_SUCCESS", kBase) + InInit("m_handler->Init() == SSDP_SUCCESS"),
     InInit("Start() == SSDP_SUCCESS")};
 
-std::string DeInitReport(int worker, const char* condition) {
+std::string DeInitReport(size_t worker, const char* condition) {
   if (worker == kThread) return InDeInit(condition);
   return Line("DeInit", condition, kBase) + InDeInit(worker == kListener
                                                          ? "m_listener->DeInit() == SSDP_SUCCESS"
                                                          : "m_handler->DeInit() == SSDP_SUCCESS");
 }
 
-class LifecycleTest : public FaultTest, public testing::WithParamInterface<int> {
+class LifecycleTest : public FaultTest, public testing::WithParamInterface<size_t> {
  protected:
   void SetUp() override { Hurry(); }
 };
 
-std::string NameOf(const testing::TestParamInfo<int>& test) {
+std::string NameOf(const testing::TestParamInfo<size_t>& test) {
   const char* const names[] = {"Listener", "Handler", "Service"};
   return names[test.param];
 }
@@ -60,7 +60,7 @@ std::string NameOf(const testing::TestParamInfo<int>& test) {
 class CreateFaultTest : public LifecycleTest {};
 
 TEST_P(CreateFaultTest, StopsTheStart) {
-  int calls = 0;
+  size_t calls = 0;
   seam::calls.pthread_create = [&](pthread_t* thread, const pthread_attr_t* attributes,
                                    void* (*entry)(void*), void* argument) {
     if (calls++ == GetParam()) return EAGAIN;
@@ -69,9 +69,9 @@ TEST_P(CreateFaultTest, StopsTheStart) {
   Host host;
   EXPECT_EQ(Initialize(), SSDP_FAILURE);
   EXPECT_EQ(m_output.Text(), kCreate + kInitReports[GetParam()]);
-  EXPECT_TRUE(Eventually([&] { return Threads() == m_threads + GetParam(); }));
+  EXPECT_TRUE(Await([&] { return Threads() == m_threads + GetParam(); }));
   EXPECT_EQ(Announce(), SSDP_SUCCESS);  // needs no thread
-  EXPECT_TRUE(GetParam() == kListener || Eventually([&] { return host.m_added == 1; }));
+  EXPECT_TRUE(GetParam() == kListener || Await([&] { return host.m_added == 1; }));
   EXPECT_TRUE(GetParam() != kThread || host.Works());
 
   // The run flag stays set, so another start skips the missing thread without a word...
@@ -110,7 +110,7 @@ class JoinFaultTest : public LifecycleTest {
   std::atomic<bool> m_pretend_sending{false};
 
  private:
-  int m_calls = 0;
+  size_t m_calls = 0;
 };
 
 TEST_P(JoinFaultTest, StopsTheStop) {
@@ -118,7 +118,7 @@ TEST_P(JoinFaultTest, StopsTheStop) {
   ASSERT_EQ(Initialize(), SSDP_SUCCESS);
   EXPECT_EQ(Uninitialize(), SSDP_FAILURE);
   EXPECT_EQ(m_output.Text(), kJoin + DeInitReport(GetParam(), "Join() == SSDP_SUCCESS"));
-  EXPECT_TRUE(Eventually([&] { return Threads() == m_threads + kThread - GetParam(); }));
+  EXPECT_TRUE(Await([&] { return Threads() == m_threads + kThread - GetParam(); }));
   if (GetParam() > kListener) {
     // The handler's socket is gone, and with it the way to say goodbye.
     EXPECT_EQ(Uninitialize(), SSDP_FAILURE);
@@ -135,13 +135,13 @@ class StopFaultTest : public LifecycleTest {};
 
 // A step that never fails, as things are; its caller looks all the same.
 TEST_P(StopFaultTest, StopsTheStop) {
-  int calls = 0;
+  size_t calls = 0;
   seam::failures.stop = [&] { return calls++ == GetParam(); };
   Host host;
   ASSERT_EQ(Initialize(), SSDP_SUCCESS);
   EXPECT_EQ(Uninitialize(), SSDP_FAILURE);
   EXPECT_EQ(m_output.Text(), DeInitReport(GetParam(), "Stop() == SSDP_SUCCESS"));
-  EXPECT_TRUE(Eventually([&] { return Threads() == m_threads + 3 - GetParam(); }));
+  EXPECT_TRUE(Await([&] { return Threads() == m_threads + 3 - GetParam(); }));
   ASSERT_EQ(Initialize(), SSDP_SUCCESS);
   EXPECT_TRUE(host.Works());
   EXPECT_EQ(Uninitialize(), SSDP_SUCCESS);
@@ -158,7 +158,7 @@ TEST_F(FaultTest, AStoreThatCannotStopStopsTheStop) {
   ASSERT_EQ(Initialize(), SSDP_SUCCESS);
   EXPECT_EQ(Uninitialize(), SSDP_FAILURE);
   EXPECT_EQ(m_output.Text(), InDeInit("m_ssdpstore->DeInit() == SSDP_SUCCESS"));
-  EXPECT_TRUE(Eventually([&] { return Threads() == m_threads + 1; }));
+  EXPECT_TRUE(Await([&] { return Threads() == m_threads + 1; }));
   ASSERT_EQ(Initialize(), SSDP_SUCCESS);
   EXPECT_TRUE(host.Works());
   EXPECT_EQ(Uninitialize(), SSDP_SUCCESS);
@@ -170,7 +170,7 @@ class ReusedDescriptorTest : public FaultTest {
  protected:
   // Takes all the numbers that the sockets had.
   void TakeNumbers() {
-    while (OpenDescriptors() < m_descriptors + 4) {
+    while (Descriptors() < m_descriptors + 4) {
       int pair[2];
       ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0, pair), 0);
       m_taken.insert(m_taken.end(), pair, pair + 2);

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "fault.h"
-#include "scarce_memory.h"
+#include "memory.h"
 #include "ssdp.h"
 
 extern "C" {
@@ -44,7 +44,7 @@ class MemoryFaultTest : public FaultTest {
       SCOPED_TRACE("allocation " + std::to_string(call));
       m_output.Clear();
       const SSDP_STATUS status = operation(call);
-      if (!scarce_memory::Stop()) {
+      if (!memory::Stop()) {
         EXPECT_EQ(status, SSDP_SUCCESS);
         EXPECT_GT(call, 1) << "nothing was allocated";
         return;
@@ -62,8 +62,8 @@ class MemoryFaultTest : public FaultTest {
 // What was made before the component that fails isn't freed: the store, and the listener with its
 // socket. Nothing else may stay.
 TEST_F(MemoryFaultTest, OfCreate) {
-  long blocks = 0;           // that stayed after a failure, or that a service is made of
-  std::map<long, int> left;  // how often so many stayed
+  size_t blocks = 0;           // that stayed after a failure, or that a service is made of
+  std::map<size_t, int> left;  // how often so many stayed
   std::vector<int> sockets;
   sockets.reserve(8);  // before memory is scarce
   seam::calls.socket = [&](int domain, int type, int protocol) {
@@ -73,10 +73,10 @@ TEST_F(MemoryFaultTest, OfCreate) {
   if (__lsan_disable != nullptr) __lsan_disable();
   ForEveryAllocation(
       [&](int call) {
-        const long before = scarce_memory::Alive();
-        scarce_memory::FailAt(call);
+        const size_t before = memory::LiveBlocks();
+        memory::FailAt(call);
         const SSDP_STATUS status = CreateSSDP(false);
-        blocks = scarce_memory::Alive() - before;
+        blocks = memory::LiveBlocks() - before;
         return status;
       },
       [&] {
@@ -95,7 +95,7 @@ TEST_F(MemoryFaultTest, OfCreate) {
   EXPECT_EQ(Uninitialize(), SSDP_SUCCESS);
   DestroySSDP();
   ssdpserver = nullptr;
-  ASSERT_EQ(OpenDescriptors(), m_descriptors + 2);
+  ASSERT_EQ(Descriptors(), m_descriptors + 2);
   // A listener's for each of the handler's failures, and only then the two that were used.
   ASSERT_EQ(sockets.size(), 4u);
   ::close(sockets[0]);
@@ -111,7 +111,7 @@ TEST_F(MemoryFaultTest, OfASetter) {
     ForEveryAllocation(
         [&](int call) {
           std::string value = kLong;  // the host's own
-          scarce_memory::FailAt(call);
+          memory::FailAt(call);
           return set(std::move(value));
         },
         [&] {
@@ -123,7 +123,7 @@ TEST_F(MemoryFaultTest, OfASetter) {
   for (const auto set : {SetNotifyTimeOut, SetMSearchTimeOut}) {
     ForEveryAllocation(
         [&](int call) {
-          scarce_memory::FailAt(call);
+          memory::FailAt(call);
           return set(5);
         },
         [] {});
@@ -134,7 +134,7 @@ TEST_F(MemoryFaultTest, OfASetter) {
   ForEveryAllocation(
       [&](int call) {
         std::string read;
-        scarce_memory::FailAt(call);
+        memory::FailAt(call);
         return GetUUID(read);
       },
       [] { EXPECT_EQ(SetUUID(kLong), SSDP_SUCCESS); });
@@ -150,7 +150,7 @@ TEST_F(MemoryFaultTest, OfTwoStarts) {
   for (int start = 0; start < 2; ++start) {
     ForEveryAllocation(
         [&](int call) {
-          scarce_memory::FailAt(call);
+          memory::FailAt(call);
           return Initialize();
         },
         [] {});
@@ -166,7 +166,7 @@ TEST_F(MemoryFaultTest, OfASend) {
     const int before = m_sent;
     ForEveryAllocation(
         [&](int call) {
-          scarce_memory::FailAt(call);
+          memory::FailAt(call);
           return send();
         },
         [&] { EXPECT_EQ(m_sent, before); });
@@ -186,7 +186,7 @@ TEST_F(MemoryFaultTest, OfGetDevices) {
   ForEveryAllocation(
       [&](int call) {
         devices.clear();
-        scarce_memory::FailAt(call);
+        memory::FailAt(call);
         return GetDevices(devices);
       },
       [] {});
@@ -201,7 +201,7 @@ TEST_F(MemoryFaultTest, OfStop) {
   ASSERT_EQ(Initialize(), SSDP_SUCCESS);
   ForEveryAllocation(
       [](int call) {
-        scarce_memory::FailAt(call);
+        memory::FailAt(call);
         return Uninitialize();
       },
       [&] {

@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "fault.h"
+#include "memory.h"
 #include "peer.h"
-#include "scarce_memory.h"
 
 namespace fault {
 namespace {
@@ -23,7 +23,7 @@ class Script {
 
   // The worker's receive.
   ssize_t Receive(int fd, void* data, size_t size, int flags, sockaddr* from, socklen_t* length) {
-    if (m_call > 0 && !scarce_memory::Stop()) {
+    if (m_call > 0 && !memory::Stop()) {
       ++m_next;
       m_call = 0;
     }
@@ -40,7 +40,7 @@ class Script {
     sender.sin_port = htons(9);
     sender.sin_addr.s_addr = htonl(0x0a4d0001u + static_cast<uint32_t>(m_next));
     *reinterpret_cast<sockaddr_in*>(from) = sender;
-    scarce_memory::FailAt(++m_call);
+    memory::FailAt(++m_call);
     return static_cast<ssize_t>(copied);
   }
 
@@ -81,7 +81,7 @@ class MemoryThreadTest : public FaultTest {
                  : seam::real.recvfrom(fd, data, size, flags, from, length);
     };
     ASSERT_EQ(Initialize(), SSDP_SUCCESS);
-    EXPECT_TRUE(Eventually([&] { return script.IsDone(); }));
+    EXPECT_TRUE(Await([&] { return script.IsDone(); }));
     EXPECT_EQ(Threads(), m_threads + 3);
     EXPECT_GT(script.Failures(), 0);
     EXPECT_EQ(m_output.Text(), "");
@@ -153,10 +153,10 @@ TEST_F(MemoryThreadTest, SkipsPeriodicAnnouncementsOnly) {
   };
   int call = 0;
   seam::calls.usleep = [&](useconds_t) {  // the end of a pass; nobody else pauses
-    if (call > 0 && !scarce_memory::Stop()) done = true;
+    if (call > 0 && !memory::Stop()) done = true;
     if (!done) {
       failures = call;
-      scarce_memory::FailAt(++call);
+      memory::FailAt(++call);
     }
     return seam::real.usleep(1000);
   };
@@ -165,7 +165,7 @@ TEST_F(MemoryThreadTest, SkipsPeriodicAnnouncementsOnly) {
   SetUUID(kUuid);
   SetStatus(kStatus);
   ASSERT_EQ(Initialize(), SSDP_SUCCESS);
-  EXPECT_TRUE(Eventually([&] { return done.load(); }));
+  EXPECT_TRUE(Await([&] { return done.load(); }));
   EXPECT_GT(failures, 1);
   const int unread = m_output.Count(
       "[N] Task: GetConfig() failed for SSDP_CONFIG_NOTIFY_TIMEOUT \n source/ssdp.cpp\n");

@@ -29,13 +29,13 @@ TEST_F(FaultTest, ReceivesThatAlwaysFailAreNoSpin) {
   Host host;
   const auto start = std::chrono::steady_clock::now();
   ASSERT_EQ(Initialize(), SSDP_SUCCESS);
-  EXPECT_TRUE(Eventually([&] { return fault.Failures() >= 40; }));
+  EXPECT_TRUE(Await([&] { return fault.Failures() >= 40; }));
   const auto passed = std::chrono::steady_clock::now() - start;
   // Two workers, 20 ms a pass; the first pass is free, and one may just be counted.
   EXPECT_LE(fault.Failures(), 2 * (passed / std::chrono::milliseconds(20) + 2));
   fault.End();
   EXPECT_EQ(Announce(), SSDP_SUCCESS);
-  EXPECT_TRUE(Eventually([&] { return host.m_added == 1; }));
+  EXPECT_TRUE(Await([&] { return host.m_added == 1; }));
   EXPECT_EQ(Uninitialize(), SSDP_SUCCESS);
   EXPECT_EQ(m_output.Text(), "");
 }
@@ -54,7 +54,7 @@ TEST_F(FaultTest, ReceivesAndPausesThatAlwaysFailAreNoSpin) {
   Host host;
   const auto start = std::chrono::steady_clock::now();
   ASSERT_EQ(Initialize(), SSDP_SUCCESS);
-  EXPECT_TRUE(Eventually([&] { return fault.Failures() >= 40; }));
+  EXPECT_TRUE(Await([&] { return fault.Failures() >= 40; }));
   const auto passed = std::chrono::steady_clock::now() - start;
   EXPECT_LE(fault.Failures(), 2 * (passed / std::chrono::milliseconds(20) + 2));
   EXPECT_EQ(Uninitialize(), SSDP_SUCCESS);
@@ -102,7 +102,7 @@ TEST_P(SenderTest, IsTakenAsItIs) {
   peer.Send(AliveOf("odd"));
   peer.Send(SearchOf() + "odd");
   peer.Send(AliveOf("peer"));
-  EXPECT_TRUE(Eventually([&] { return host.m_added == 2; }));
+  EXPECT_TRUE(Await([&] { return host.m_added == 2; }));
   EXPECT_EQ(odd, 2);
   std::map<std::string, DeviceInfo*> devices;
   EXPECT_EQ(GetDevices(devices), SSDP_SUCCESS);
@@ -197,7 +197,7 @@ class ClockTest : public FaultTest {
   // A whole pass from its beginning.
   void Pass() {
     const int before = m_passes;
-    EXPECT_TRUE(Eventually([&] { return m_passes >= before + 2; }));
+    EXPECT_TRUE(Await([&] { return m_passes >= before + 2; }));
   }
 
   static size_t Known() {
@@ -216,13 +216,13 @@ class ClockTest : public FaultTest {
 TEST_F(ClockTest, LeapsTenYearsAheadAndBack) {
   Host host(true);
   ASSERT_EQ(Initialize(), SSDP_SUCCESS);
-  EXPECT_TRUE(Eventually([&] { return host.m_added == 1; }));
+  EXPECT_TRUE(Await([&] { return host.m_added == 1; }));
   Pass();
   EXPECT_EQ(Known(), 1u);
   EXPECT_EQ(m_sent, 1);
 
   m_second += kTenYears;
-  EXPECT_TRUE(Eventually([&] { return m_sent == 2 && host.m_added + host.m_refreshed == 2; }));
+  EXPECT_TRUE(Await([&] { return m_sent == 2 && host.m_added + host.m_refreshed == 2; }));
   Pass();
   EXPECT_EQ(m_sent, 2);
 
@@ -233,7 +233,7 @@ TEST_F(ClockTest, LeapsTenYearsAheadAndBack) {
   Pass();
   EXPECT_EQ(m_sent, 2);
   m_second += 1;
-  EXPECT_TRUE(Eventually([&] { return m_sent == 3; }));
+  EXPECT_TRUE(Await([&] { return m_sent == 3; }));
   EXPECT_EQ(host.m_removed, 0);  // expiry is silent
   EXPECT_TRUE(host.Works());
   EXPECT_EQ(Uninitialize(), SSDP_SUCCESS);
@@ -244,7 +244,7 @@ TEST_F(ClockTest, LeapsOverTheExpiryOfAPeer) {
   Host host;
   ASSERT_EQ(Initialize(), SSDP_SUCCESS);
   peer.Send(AliveOf("peer"));
-  EXPECT_TRUE(Eventually([&] { return host.m_added == 1; }));
+  EXPECT_TRUE(Await([&] { return host.m_added == 1; }));
   m_second -= kTenYears;
   Pass();
   EXPECT_EQ(Known(), 1u);
@@ -273,7 +273,7 @@ TEST_F(ClockTest, LeapsBackDuringADelayAndTheStopIsBounded) {
   Host host;
   ASSERT_EQ(Initialize(), SSDP_SUCCESS);
   peer.Send(SearchOf());
-  EXPECT_TRUE(Eventually([&] { return waiting.load(); }));
+  EXPECT_TRUE(Await([&] { return waiting.load(); }));
   EXPECT_EQ(host.m_searched, 0);
   EXPECT_EQ(Uninitialize(), SSDP_SUCCESS);
   EXPECT_EQ(host.m_searched, 1);

@@ -73,10 +73,10 @@ TEST_P(SendFaultTest, OfAnAnswerIsReported) {
   ASSERT_EQ(Initialize(), SSDP_SUCCESS);
   m_failing = true;
   peer.Send(SearchOf());
-  EXPECT_TRUE(Eventually([&] { return m_failures == 1; }));
+  EXPECT_TRUE(Await([&] { return m_failures == 1; }));
   m_failing = false;
   peer.Send(AliveOf("peer"));  // read after the answer is done with
-  EXPECT_TRUE(Eventually([&] { return host.m_added == 1; }));
+  EXPECT_TRUE(Await([&] { return host.m_added == 1; }));
   EXPECT_EQ(m_output.Text(), Line("ProcessMSearch", "bytes == rconfig.m_response_header.length()",
                                   "source/ssdplistener.cpp"));
   EXPECT_EQ(host.m_searched, 1);
@@ -115,18 +115,18 @@ TEST_P(SendFaultTest, OfAPeriodicAnnouncementWaitsForTheNextPeriod) {
   Host host(true);
   m_failing = true;
   ASSERT_EQ(Initialize(), SSDP_SUCCESS);
-  EXPECT_TRUE(Eventually([&] { return passes > 5; }));
+  EXPECT_TRUE(Await([&] { return passes > 5; }));
   EXPECT_EQ(m_output.Text(), kNotifyLine + kAnnounceLine +
                                  Line("Task", "Announce() == SSDP_SUCCESS",
                                       "Unable to send NOTIFY Query", kService));
   m_failing = false;
   second = 1000000 + 1799;
   const int before = passes;
-  EXPECT_TRUE(Eventually([&] { return passes > before + 5; }));
+  EXPECT_TRUE(Await([&] { return passes > before + 5; }));
   EXPECT_EQ(m_failures, 1);
   EXPECT_EQ(host.m_added, 0);
   second = 1000000 + 1800;
-  EXPECT_TRUE(Eventually([&] { return host.m_added == 1; }));
+  EXPECT_TRUE(Await([&] { return host.m_added == 1; }));
   EXPECT_EQ(Uninitialize(), SSDP_SUCCESS);
 }
 
@@ -143,7 +143,7 @@ TEST_F(FaultTest, APauseThatFailsIsReportedAndTheLoopGoesOn) {
   seam::calls.rand = [] { return 0; };
   Host host(true);
   ASSERT_EQ(Initialize(), SSDP_SUCCESS);
-  EXPECT_TRUE(Eventually([&] { return pauses > 5; }));
+  EXPECT_TRUE(Await([&] { return pauses > 5; }));
   EXPECT_EQ(m_output.Text(),
             Line("Task", "(usleep(200000) >= 0)", "Interrupted system call", kService));
   EXPECT_TRUE(host.Works());
@@ -162,7 +162,7 @@ TEST_F(FaultTest, PausesThatAlwaysFailAreNoSpin) {
   Host host;
   const auto start = std::chrono::steady_clock::now();
   ASSERT_EQ(Initialize(), SSDP_SUCCESS);
-  EXPECT_TRUE(Eventually([&] { return pauses >= 4; }));
+  EXPECT_TRUE(Await([&] { return pauses >= 4; }));
   EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(3 * 200));
   EXPECT_EQ(Uninitialize(), SSDP_SUCCESS);
   EXPECT_EQ(

@@ -95,7 +95,7 @@ class SocketFaultTest : public FaultTest, public testing::WithParamInterface<Soc
     EXPECT_EQ(libSSDP::Search(), SSDP_SUCCESS);
     ASSERT_NE(peer.Receive("M-SEARCH"), "");
     peer.Answer(AnswerOf("peer"));
-    EXPECT_TRUE(Eventually([&] { return host.m_added > 0; }));
+    EXPECT_TRUE(Await([&] { return host.m_added > 0; }));
   }
 
   // Nothing of ours leaves, but others are heard, and their searches are answered.
@@ -108,10 +108,10 @@ class SocketFaultTest : public FaultTest, public testing::WithParamInterface<Soc
     Peer peer;
     peer.Send(AliveOf("peer"));
     peer.Send(SearchOf());
-    EXPECT_TRUE(Eventually([&] { return host.m_added == 1 && host.m_searched == 1; }));
+    EXPECT_TRUE(Await([&] { return host.m_added == 1 && host.m_searched == 1; }));
     EXPECT_EQ(Uninitialize(), SSDP_FAILURE);  // no byebye, no end
     peer.Send(AliveOf("another"));
-    EXPECT_TRUE(Eventually([&] { return host.m_added == 2; }));
+    EXPECT_TRUE(Await([&] { return host.m_added == 2; }));
   }
 
   std::atomic<bool> m_pretend_sending{false};

@@ -230,7 +230,7 @@ class ListenerFaultTest : public StoreFaultTest {
     peer.Send(message);
     peer.Send(message);
     peer.Send(AliveOf("last"));
-    EXPECT_TRUE(Eventually([&] { return host.m_added == 1; }));
+    EXPECT_TRUE(Await([&] { return host.m_added == 1; }));
     m_armed = false;
     EXPECT_EQ((host.*event).load(), 1);
     EXPECT_EQ(m_output.Text(), GetParam().report);
@@ -285,16 +285,16 @@ TEST_F(FaultTest, AReceiverWithoutSearchTargetEnds) {
   };
   Host host;
   ASSERT_EQ(Initialize(), SSDP_SUCCESS);
-  const int running = Threads();
+  const size_t running = Threads();
   {
     Peer peer;
     // The listener hears the search too: it has to be past it before the fault begins.
     EXPECT_EQ(libSSDP::Search(), SSDP_SUCCESS);
     ASSERT_NE(peer.Receive("M-SEARCH"), "");
-    EXPECT_TRUE(Eventually([&] { return host.m_searched == 1 && host.m_added == 1; }));
+    EXPECT_TRUE(Await([&] { return host.m_searched == 1 && host.m_added == 1; }));
     armed = true;
     peer.Answer(AnswerOf("peer"));
-    EXPECT_TRUE(Eventually([&] { return Threads() == running - 1; }));
+    EXPECT_TRUE(Await([&] { return Threads() == running - 1; }));
     armed = false;
   }
   EXPECT_EQ(failures, 1);
@@ -302,7 +302,7 @@ TEST_F(FaultTest, AReceiverWithoutSearchTargetEnds) {
       m_output.Text(),
       Line("Task", "m_ssdpstore->GetConfig(sconfig.m_name, sconfig) == SSDP_SUCCESS", kHandler));
   EXPECT_EQ(Announce(), SSDP_SUCCESS);
-  EXPECT_TRUE(Eventually([&] { return host.m_refreshed == 1; }));
+  EXPECT_TRUE(Await([&] { return host.m_refreshed == 1; }));
   EXPECT_EQ(Uninitialize(), SSDP_SUCCESS);
   ASSERT_EQ(Initialize(), SSDP_SUCCESS);
   EXPECT_TRUE(host.Works());
@@ -318,7 +318,7 @@ TEST_F(FaultTest, AnAnnouncementWithoutTimeOutIsSkipped) {
   };
   Host host(true);
   ASSERT_EQ(Initialize(), SSDP_SUCCESS);
-  EXPECT_TRUE(Eventually([&] { return host.m_added == 1; }));
+  EXPECT_TRUE(Await([&] { return host.m_added == 1; }));
   EXPECT_EQ(m_output.Text(),
             "[N] Task: GetConfig() failed for SSDP_CONFIG_NOTIFY_TIMEOUT \n source/ssdp.cpp\n");
   EXPECT_TRUE(host.Works());

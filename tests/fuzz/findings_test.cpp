@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // What the fuzzers found, each as it was found.
-#include "allocations.h"
 #include "catalogue.h"
+#include "memory.h"
 
 namespace hostile {
 namespace {
@@ -11,10 +11,10 @@ namespace {
 TEST(Finding, SettingsStayUsableWhenMemoryRunsOutInTheirCopy) {
   for (unsigned k = 1; k < 20; ++k) {
     Device device;
-    allocations::FailEvery(k);
+    memory::FailEvery(k);
     device.Group({{kAlive}, {kSearch}});
     device.Unicast({{kReply}});
-    allocations::FailEvery(0);
+    memory::FailEvery(0);
     device.world.Happened();
     EXPECT_EQ(device.Group({{kSearch}}), Answered(1567)) << k;
     EXPECT_EQ(libSSDP::SetStatus(std::string(100, 's')), libSSDP::SSDP_SUCCESS);

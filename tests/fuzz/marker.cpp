@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <new>
 
-#include "allocations.h"
+#include "memory.h"
 #include "message.h"
 #include "model.h"
 #include "targets.h"
@@ -20,7 +20,7 @@ void Marker(const std::string& input) {
   const bool inserts = Insert(expected, marker, value);
   std::string seen = text;
   try {
-    const allocations::Counted counted;
+    const memory::Counted counted;
     Require(libSSDP::InsertAfter(seen, marker.c_str(), value) == inserts, "the same result");
     Require(seen == expected, "the same text");
   } catch (const std::bad_alloc&) {

@@ -8,7 +8,7 @@
 #include <iostream>
 #include <iterator>
 
-#include "allocations.h"
+#include "memory.h"
 #include "targets.h"
 
 namespace fuzz {
@@ -49,12 +49,12 @@ TEST_P(Replay, DoesAsTheModelWhenAllocationsFail) {
     testing::internal::CaptureStdout();  // a line for each failure
     unsigned k = 0;
     do {
-      allocations::FailEvery(++k);
+      memory::FailEvery(++k);
       GetParam().run(input);
-    } while (allocations::Failures() > 0);
+    } while (memory::Failures() > 0);
     testing::internal::GetCapturedStdout();
   });
-  allocations::FailEvery(0);
+  memory::FailEvery(0);
 }
 
 INSTANTIATE_TEST_SUITE_P(Corpus, Replay,

@@ -94,7 +94,7 @@ class Life {
 
   void Call(libSSDP::SSDP_STATUS (*call)(), bool sends) {
     {
-      const allocations::Counted counted;
+      const memory::Counted counted;
       const bool succeeds = call() == libSSDP::SSDP_SUCCESS;
       Require(succeeds == sends || m_trial.SomethingFailed(), "a call that fails sends nothing");
     }

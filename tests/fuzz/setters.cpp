@@ -17,13 +17,13 @@ void Store(Value Config::*field, const Value& value, Value& modelled) {
   Config config;
   config.*field = value;
   try {
-    const allocations::Counted counted;
+    const memory::Counted counted;
     libSSDP::ssdpserver->SetConfig(config.m_name, config);
   } catch (const std::bad_alloc&) {
   }
   Config stored;
   libSSDP::ssdpserver->GetConfig(stored.m_name, stored);
-  Require(stored.*field == value || allocations::Failures() > 0, "what is set is stored");
+  Require(stored.*field == value || memory::Failures() > 0, "what is set is stored");
   Require(stored.*field == value || stored.*field == modelled, "a failed set changes nothing");
   modelled = stored.*field;
 }
@@ -55,7 +55,7 @@ void TakeTemplates(Reader& reader, Templates& templates) {
 void Call(Trial& trial, libSSDP::SSDP_STATUS (*call)(), bool (*model)(Model&)) {
   libSSDP::SSDP_STATUS status;
   {
-    const allocations::Counted counted;
+    const memory::Counted counted;
     status = call();
   }
   const bool sends = model(trial.model);

@@ -75,8 +75,8 @@ void Trial::Judge() {
     if (judges_tables && !world.HasDevices(model.table))
       RequireSame(Listed(world.Devices()), Listed(model.table));
   }
-  if (allocations::MayFail()) m_table = model.table;
-  m_failures = allocations::Failures();
+  if (memory::MayFail()) m_table = model.table;
+  m_failures = memory::Failures();
 }
 
 void Trial::JudgeGivenUp(const Lines& seen, const Lines& expected) {

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "allocations.h"
+#include "memory.h"
 #include "model.h"
 #include "world.h"
 
@@ -33,7 +33,7 @@ class Trial {
   void Judge();
 
   // For steps whose model needs to know of it.
-  bool SomethingFailed() const { return allocations::Failures() != m_failures; }
+  bool SomethingFailed() const { return memory::Failures() != m_failures; }
 
  private:
   void Follow(const Arrivals& arrivals, void (World::*run)(World::Source),

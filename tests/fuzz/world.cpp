@@ -7,14 +7,14 @@
 #include <stdexcept>
 #include <utility>
 
-#include "allocations.h"
+#include "memory.h"
 #include "seam.h"
 #include "ssdphandler.h"
 #include "ssdplistener.h"
 
 namespace fuzz {
 
-using allocations::Paused;
+using memory::Paused;
 
 World::World(const Chance& chance) : m_chance(chance) {
   HookSockets();
@@ -38,10 +38,10 @@ namespace {
 template <typename Operation>
 void RetryWithMemory(Operation operation) {
   {
-    const allocations::Counted counted;
+    const memory::Counted counted;
     if (operation() == libSSDP::SSDP_SUCCESS) return;
   }
-  Require(allocations::Failures() > 0, "only missing memory fails it");
+  Require(memory::Failures() > 0, "only missing memory fails it");
   Require(operation() == libSSDP::SSDP_SUCCESS, "it succeeds with enough memory");
 }
 
@@ -198,7 +198,7 @@ void World::Run(libSSDP::WorkerThread* worker) {
   auto* outer = std::exchange(m_running, worker);
   worker->Start();
   {
-    const allocations::Counted counted;
+    const memory::Counted counted;
     m_entry(worker);
   }
   Require(!worker->IsStarted(), "a loop ends only when it is stopped");

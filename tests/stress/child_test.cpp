@@ -9,7 +9,7 @@
 #include <string>
 
 #include "host.h"
-#include "probe.h"
+#include "process.h"
 #include "seam.h"
 
 namespace {
@@ -64,7 +64,7 @@ class Child : public testing::Test {
   static void ExpectToHear() {
     const int before = heard;
     EXPECT_TRUE(m_peer->Tell(host::Alive("peer", "on")));
-    EXPECT_TRUE(probe::Await([&] { return heard > before; })) << "the parent is deaf";
+    EXPECT_TRUE(support::Await([&] { return heard > before; })) << "the parent is deaf";
   }
 
   void SetUp() override { m_peer = std::make_unique<host::Peer>(); }
@@ -108,7 +108,7 @@ TEST_F(Child, OfADelayedResponseDoesNotHang) {
   host::Light light(false, OnEvent);
   light.Start();
   EXPECT_TRUE(m_peer->Tell(host::Query(100)));
-  EXPECT_TRUE(probe::Await([&] { return waiting.load(); }));
+  EXPECT_TRUE(support::Await([&] { return waiting.load(); }));
   EXPECT_EQ(ResultOfChild(CallEverything), 0);
   light.Stop();
 }

@@ -14,7 +14,7 @@
 
 #include "lan.h"
 #include "load.h"
-#include "probe.h"
+#include "process.h"
 
 namespace {
 
@@ -91,7 +91,7 @@ class Churn : public testing::Test {
   // Until every table is the truth; the first host whose table isn't, or 0.
   size_t AwaitTruth() {
     size_t wrong = 1;
-    probe::Await([&] {
+    support::Await([&] {
       while (wrong <= kHosts && (m_peers[wrong] == nullptr || Table(*m_peers[wrong]) == Truth()))
         ++wrong;
       std::this_thread::sleep_for(std::chrono::milliseconds(100));
@@ -110,18 +110,18 @@ class Churn : public testing::Test {
 TEST_F(Churn, EndsWithTheTruthInEveryTable) {
   const unsigned seed = std::random_device()();
   std::mt19937 random(seed);
-  const size_t descriptors = probe::Descriptors();
-  const double start = probe::Now();
+  const size_t descriptors = support::Descriptors();
+  const double start = support::Now();
   const double over = start + soak::Seconds(20, 1);
   for (size_t host = 1; host <= kHosts; ++host) Start(host);
-  while (probe::Now() < over) {
+  while (support::Now() < over) {
     // A search holds every other host's listener up for half a second, so there may be fewer than
     // two a second.
     Act(1 + random() % kHosts, random() % 4);
     std::this_thread::sleep_for(std::chrono::milliseconds(random() % 500));
   }
   const size_t running = Truth().size();
-  const double end = probe::Now();
+  const double end = support::Now();
   const size_t wrong = AwaitTruth();
   EXPECT_EQ(wrong, 0u) << "seed " << seed;
   if (wrong != 0) {
@@ -131,10 +131,10 @@ TEST_F(Churn, EndsWithTheTruthInEveryTable) {
   std::ostringstream line;
   line << "churn: " << kHosts << " hosts for " << end - start << " s: " << m_lives << " starts, "
        << m_left << " goodbyes, " << m_died << " deaths, " << m_changes << " changes; " << running
-       << " at the end, in every table " << probe::Now() - end << " s later; seed " << seed;
+       << " at the end, in every table " << support::Now() - end << " s later; seed " << seed;
   soak::Figure(line.str());
   for (auto& peer : m_peers) peer.reset();
-  EXPECT_EQ(probe::Descriptors(), descriptors);
+  EXPECT_EQ(support::Descriptors(), descriptors);
 }
 
 }  // namespace

@@ -7,7 +7,7 @@
 #include <utility>
 
 #include "host.h"
-#include "probe.h"
+#include "process.h"
 #include "seam.h"
 #include "ssdphandler.h"
 #include "ssdplistener.h"
@@ -31,15 +31,15 @@ class Spinner : public libSSDP::WorkerThread {
 template <typename Life>
 void ExpectFlat(const char* what, int count, Life life) {
   const int warmup = count / 10 + 1;
-  const size_t threads = probe::Threads();
+  const size_t threads = support::Threads();
   for (int i = 0; i < warmup; ++i) life();
-  const probe::Held before = probe::HeldOnceDownTo(threads);
-  const size_t malloc_before = probe::MallocBytes();
-  const double start = probe::Now();
+  const support::Held before = support::HeldOnceDownTo(threads);
+  const size_t malloc_before = support::MallocBytes();
+  const double start = support::Now();
   for (int i = warmup; i < count; ++i) life();
-  const double seconds = probe::Now() - start;
-  const probe::Held after = probe::HeldOnceDownTo(threads);
-  const size_t malloc_after = probe::MallocBytes();
+  const double seconds = support::Now() - start;
+  const support::Held after = support::HeldOnceDownTo(threads);
+  const size_t malloc_after = support::MallocBytes();
   EXPECT_EQ(after, before);
   // The C library's own caches move a little; a leak of one byte a life would not pass.
   EXPECT_LT(malloc_after, malloc_before + static_cast<size_t>(count) / 2 + 4096);
@@ -50,7 +50,7 @@ void ExpectFlat(const char* what, int count, Life life) {
 TEST(Cycles, AWorkerLeavesNothingBehind) {
   Spinner worker;
   int lives = 0;
-  ExpectFlat("worker", probe::Scaled("cycles of one worker", 100000), [&] {
+  ExpectFlat("worker", support::Scaled("cycles of one worker", 100000), [&] {
     ASSERT_EQ(worker.Start(), 0);
     ASSERT_EQ(worker.Stop(), 0);
     ASSERT_EQ(worker.Join(), 0);
@@ -62,7 +62,7 @@ TEST(Cycles, AWorkerLeavesNothingBehind) {
 TEST(Cycles, BothNetworkWorkersLeaveNothingBehind) {
   libSSDP::SSDPStorage store;
   ASSERT_EQ(store.Init(), 0);
-  ExpectFlat("network workers", probe::Scaled("cycles of both network workers", 5000), [&] {
+  ExpectFlat("network workers", support::Scaled("cycles of both network workers", 5000), [&] {
     libSSDP::SSDPListener listener(nullptr, &store, nullptr);
     libSSDP::SSDPHandler handler(nullptr, &store, nullptr);
     ASSERT_EQ(listener.Init(), 0);
@@ -89,12 +89,12 @@ TEST(Cycles, AServiceLeavesNothingBehind) {
   };
   std::atomic<int> added{0};
   host::Light light(true, count_ourselves, &added);
-  ExpectFlat("service", probe::Scaled("cycles of the whole service", 1000), [&] {
+  ExpectFlat("service", support::Scaled("cycles of the whole service", 1000), [&] {
     const int seen = added;
     receiving = 0;
     light.Start();
     // So that every life has a device to forget: our own announcement comes back.
-    ASSERT_TRUE(probe::Await([&] { return added > seen && receiving == 2; }));
+    ASSERT_TRUE(support::Await([&] { return added > seen && receiving == 2; }));
     light.Stop();
   });
   seam::Reset();

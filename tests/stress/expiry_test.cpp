@@ -12,7 +12,8 @@
 
 #include "host.h"
 #include "load.h"
-#include "probe.h"
+#include "memory.h"
+#include "process.h"
 
 namespace {
 
@@ -41,9 +42,9 @@ double WallClock() {
 // How many devices are in the table; `longest` is how long the question took at most.
 size_t Count(double& longest) {
   std::map<std::string, libSSDP::DeviceInfo*> devices;
-  const double start = probe::Now();
+  const double start = support::Now();
   EXPECT_EQ(libSSDP::GetDevices(devices), 0);
-  longest = std::max(longest, probe::Now() - start);
+  longest = std::max(longest, support::Now() - start);
   return devices.size();
 }
 
@@ -62,18 +63,18 @@ TEST(Expiry, OfTenThousandInOneSecond) {
   Judge judge;
   host::Light light(false, Judge::Callback, &judge);
   light.Start();
-  const size_t blocks = probe::LiveBlocks();
-  for (const double over = probe::Now() + soak::Seconds(1, 0.05); probe::Now() < over;) {
+  const size_t blocks = memory::LiveBlocks();
+  for (const double over = support::Now() + soak::Seconds(1, 0.05); support::Now() < over;) {
     judge.heard = 0;
     judge.first = INT32_MAX;
     judge.last = 0;
     AnnounceAll(static_cast<int>(WallClock()) + 8);
-    ASSERT_TRUE(probe::Await([&] { return judge.heard == kDevices; })) << judge.heard;
+    ASSERT_TRUE(support::Await([&] { return judge.heard == kDevices; })) << judge.heard;
 
     double longest = 0;
     size_t count = Count(longest);
     double gone = 0;
-    EXPECT_TRUE(probe::Await([&] {
+    EXPECT_TRUE(support::Await([&] {
       count = Count(longest);
       gone = WallClock();
       if (gone < judge.first + 1) {  // a device is still there in the last second that it has
@@ -91,7 +92,7 @@ TEST(Expiry, OfTenThousandInOneSecond) {
   }
   EXPECT_EQ(judge.removed, 0u) << "an expiry is silent";
   // From its first message on the listener keeps the memory of the search target's text.
-  EXPECT_EQ(probe::LiveBlocks(), blocks + 1);
+  EXPECT_EQ(memory::LiveBlocks(), blocks + 1);
   light.Stop();
 }
 

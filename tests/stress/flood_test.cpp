@@ -12,7 +12,8 @@
 
 #include "host.h"
 #include "load.h"
-#include "probe.h"
+#include "memory.h"
+#include "process.h"
 
 namespace {
 
@@ -67,8 +68,8 @@ class Flood : public testing::Test {
     m_sender = std::thread([this, seconds] {
       host::Peer peer;
       const std::vector<std::string> hostile = Hostile();
-      const double end = probe::Now() + seconds;
-      for (size_t i = 0; !m_over && (i % 64 != 0 || probe::Now() < end); ++i)
+      const double end = support::Now() + seconds;
+      for (size_t i = 0; !m_over && (i % 64 != 0 || support::Now() < end); ++i)
         if (peer.Tell(hostile[i % hostile.size()])) ++m_sent;
       m_over = true;
     });
@@ -83,12 +84,12 @@ class Flood : public testing::Test {
   double TimeUntilSeen(const std::string& uuid) {
     host::Peer peer;
     const int before = m_honest;
-    const double start = probe::Now();
-    EXPECT_TRUE(probe::Await([&] {
+    const double start = support::Now();
+    EXPECT_TRUE(support::Await([&] {
       peer.Tell(host::Alive(uuid, "on"));
       return m_honest > before;
     }));
-    return probe::Now() - start;
+    return support::Now() - start;
   }
 
   std::atomic<uint64_t> m_sent{0}, m_events{0};
@@ -101,17 +102,17 @@ class Flood : public testing::Test {
 constexpr double kTolerated = 10;
 
 TEST_F(Flood, LeavesAServiceThatHearsAndStops) {
-  const probe::Held before = probe::HeldNow();
+  const support::Held before = support::HeldNow();
   {
     host::Light light(false, Callback, this);
     light.Start();
     const soak::Inlet inlet;
     const double seconds = soak::Seconds(5, 0.2);
     Begin(seconds);
-    EXPECT_TRUE(probe::Await([&] { return m_events > 1000; }));
+    EXPECT_TRUE(support::Await([&] { return m_events > 1000; }));
     size_t blocks = 0;
     while (!m_over) {
-      blocks = std::max(blocks, probe::LiveBlocks());
+      blocks = std::max(blocks, memory::LiveBlocks());
       std::this_thread::sleep_for(std::chrono::milliseconds(50));
     }
     End();
@@ -121,10 +122,10 @@ TEST_F(Flood, LeavesAServiceThatHearsAndStops) {
 
     // A second flood, which the stop doesn't wait for.
     Begin(60);
-    EXPECT_TRUE(probe::Await([&, more = m_events + 1000] { return m_events > more; }));
-    const double start = probe::Now();
+    EXPECT_TRUE(support::Await([&, more = m_events + 1000] { return m_events > more; }));
+    const double start = support::Now();
     light.Stop();
-    const double stopped = probe::Now() - start;
+    const double stopped = support::Now() - start;
     End();
 
     std::ostringstream line;
@@ -138,7 +139,7 @@ TEST_F(Flood, LeavesAServiceThatHearsAndStops) {
     EXPECT_LT(stopped, kTolerated);
     EXPECT_LT(blocks, before.blocks + 2000) << "the table has room for the catalogue's few devices";
   }
-  EXPECT_EQ(probe::HeldOnceDownTo(before.threads), before);
+  EXPECT_EQ(support::HeldOnceDownTo(before.threads), before);
 }
 
 // A response delay of up to ten minutes is cut short as well.
@@ -148,10 +149,10 @@ TEST_F(Flood, OfSearchesIsStoppedInsideADelay) {
   host::Peer peer;
   for (int i = 0; i < 100; ++i) EXPECT_TRUE(peer.Tell(host::Query(600)));
   const soak::Inlet inlet;
-  EXPECT_TRUE(probe::Await([&] { return inlet.Queued() > 0; }));
-  const double start = probe::Now();
+  EXPECT_TRUE(support::Await([&] { return inlet.Queued() > 0; }));
+  const double start = support::Now();
   light.Stop();
-  const double stopped = probe::Now() - start;
+  const double stopped = support::Now() - start;
   std::ostringstream line;
   line << "flood of searches: stopped within " << stopped << " s of a response delay";
   soak::Figure(line.str());

@@ -12,7 +12,7 @@
 #include <cstdlib>
 #include <thread>
 
-#include "probe.h"
+#include "process.h"
 
 namespace soak {
 
@@ -56,14 +56,14 @@ uint32_t Inlet::Drops() const {
 }
 
 void Inlet::AwaitRoom() const {
-  EXPECT_TRUE(probe::Await([&] { return Queued() < Capacity() / 2; }));
+  EXPECT_TRUE(support::Await([&] { return Queued() < Capacity() / 2; }));
 }
 
-Pace::Pace(double per_second, int burst) : m_step(burst / per_second), m_next(probe::Now()) {}
+Pace::Pace(double per_second, int burst) : m_step(burst / per_second), m_next(support::Now()) {}
 
 void Pace::Await() {
   m_next += m_step;
-  const double ahead = m_next - probe::Now();
+  const double ahead = m_next - support::Now();
   if (ahead > 0) {
     std::this_thread::sleep_for(std::chrono::duration<double>(ahead));
   } else {  // late: no faster than twice the rate until it is made up for

@@ -11,7 +11,7 @@
 #include <future>
 
 #include "host.h"
-#include "probe.h"
+#include "process.h"
 #include "seam.h"
 
 namespace {
@@ -88,11 +88,11 @@ TEST(FullOutput, StopsNeitherTheListenerNorTheStop) {
     light->Start();
     for (int i = 0; i < kSearches; ++i) {
       sent = SearchFromPortZero() && sent;
-      if (!probe::Await([&] { return searched > i; })) break;
+      if (!support::Await([&] { return searched > i; })) break;
     }
     all_searched = searched == kSearches;
     for (int i = 0; i < 20; ++i) sent = peer.Tell(host::Alive("peer", "on")) && sent;
-    all_heard = all_searched && probe::Await([] { return heard == 20; });
+    all_heard = all_searched && support::Await([] { return heard == 20; });
     auto stop = std::async(std::launch::async, [&] { light->Stop(); });
     stopped = stop.wait_for(std::chrono::seconds(60)) == std::future_status::ready;
     if (!stopped) pipe.Drain();  // lets it end

@@ -13,7 +13,7 @@
 #include <thread>
 
 #include "host.h"
-#include "probe.h"
+#include "process.h"
 #include "seam.h"
 
 namespace {
@@ -31,7 +31,7 @@ std::vector<std::string> LibraryThreads() {
   std::vector<std::string> threads;
   DIR* directory = opendir("/proc/self/task");
   while (const dirent* entry = readdir(directory))
-    if (probe::ThreadName(entry->d_name).rfind("ssdp-", 0) == 0) threads.push_back(entry->d_name);
+    if (support::ThreadName(entry->d_name).rfind("ssdp-", 0) == 0) threads.push_back(entry->d_name);
   closedir(directory);
   return threads;
 }
@@ -90,10 +90,10 @@ class Process : public testing::Test {
         std::this_thread::sleep_for(std::chrono::microseconds(200));
       }
     });
-    EXPECT_TRUE(probe::Await([] { return events > 10; }));
+    EXPECT_TRUE(support::Await([] { return events > 10; }));
     body();
     const int heard = events;
-    EXPECT_TRUE(probe::Await([&] { return events > heard; })) << "deaf after it";
+    EXPECT_TRUE(support::Await([&] { return events > heard; })) << "deaf after it";
     over = true;
     traffic.join();
   }
@@ -101,18 +101,18 @@ class Process : public testing::Test {
 
 TEST_F(Process, AChildHasNoneOfTheThreads) {
   WhileTrafficRuns([] {
-    const int count = probe::Scaled("forks", 100);
+    const int count = support::Scaled("forks", 100);
     for (int i = 0; i < count; ++i) ASSERT_EQ(OutputOfChild(WriteThreadCount), "Threads:\t1");
   });
 }
 
 TEST_F(Process, AnotherProgramGetsNoneOfTheSockets) {
   // Sockets that the test runner left open are none of the library's.
-  const std::set<std::string> others = probe::Sockets();
+  const std::set<std::string> others = support::Sockets();
   WhileTrafficRuns([&] {
-    const std::set<std::string> open = probe::Sockets();
+    const std::set<std::string> open = support::Sockets();
     EXPECT_EQ(open.size(), others.size() + 3);  // two of the library's, one of the traffic's
-    const int count = probe::Scaled("programs executed", 50);
+    const int count = support::Scaled("programs executed", 50);
     for (int i = 0; i < count; ++i) {
       const std::string list = OutputOfChild(ListDescriptors);
       ASSERT_NE(list.find("/proc"), std::string::npos) << list;
@@ -124,7 +124,8 @@ TEST_F(Process, AnotherProgramGetsNoneOfTheSockets) {
 
 TEST_F(Process, EveryThreadOfTheLibraryBlocksEverySignal) {
   WhileTrafficRuns([] {
-    EXPECT_TRUE(probe::Await([] { return LibraryThreads().size() == 3; }));  // named by themselves
+    EXPECT_TRUE(
+        support::Await([] { return LibraryThreads().size() == 3; }));  // named by themselves
     const std::vector<std::string> threads = LibraryThreads();
     for (const std::string& thread : threads) {
       std::ifstream status("/proc/self/task/" + thread + "/status");
@@ -134,7 +135,7 @@ TEST_F(Process, EveryThreadOfTheLibraryBlocksEverySignal) {
       for (int number = 1; number < 32; ++number) {
         if (number == SIGKILL || number == SIGSTOP) continue;
         EXPECT_TRUE((blocked >> (number - 1) & 1) != 0)
-            << probe::ThreadName(thread.c_str()) << " lets signal " << number << " through";
+            << support::ThreadName(thread.c_str()) << " lets signal " << number << " through";
       }
     }
   });
@@ -169,9 +170,9 @@ TEST_F(Process, AStormOfSignalsReachesOnlyTheHostsThreads) {
     pthread_sigmask(SIG_UNBLOCK, &storm_only, nullptr);
 
     host::Peer peer;
-    const int count = probe::Scaled("calls under signals", 5000);
-    const double deadline = probe::Now() + 60;
-    for (int i = 0; i < count || (handled_by_us < 200 && probe::Now() < deadline); ++i) {
+    const int count = support::Scaled("calls under signals", 5000);
+    const double deadline = support::Now() + 60;
+    for (int i = 0; i < count || (handled_by_us < 200 && support::Now() < deadline); ++i) {
       ASSERT_EQ(libSSDP::Announce(), 0);
       ASSERT_EQ(libSSDP::Search(), 0);
       ASSERT_EQ(libSSDP::SetStatus("busy"), 0);
@@ -179,7 +180,7 @@ TEST_F(Process, AStormOfSignalsReachesOnlyTheHostsThreads) {
     }
     // No sleep in this loop: one that is interrupted all the time never ends.
     const int heard = events;
-    for (const double start = probe::Now(); events == heard && probe::Now() < start + 60;)
+    for (const double start = support::Now(); events == heard && support::Now() < start + 60;)
       peer.Tell(host::Alive("somebody", "on"));
     EXPECT_GT(events, heard);
     light.Stop();

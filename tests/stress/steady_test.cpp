@@ -12,7 +12,8 @@
 
 #include "host.h"
 #include "load.h"
-#include "probe.h"
+#include "memory.h"
+#include "process.h"
 
 namespace {
 
@@ -62,7 +63,7 @@ class Steady : public testing::Test {
   // Every device once. With `hold_back` only as fast as the queue has room.
   void SendRound(const std::function<std::string(const std::string&)>& message, bool hold_back) {
     soak::Pace pace(kRate, kBurst);
-    const double start = probe::Now();
+    const double start = support::Now();
     for (size_t i = 0; i < kDevices; ++i) {
       ASSERT_TRUE(m_peer.Tell(message(std::to_string(i))));
       ++m_sent;
@@ -70,11 +71,11 @@ class Steady : public testing::Test {
       if (hold_back) m_inlet.AwaitRoom();
       pace.Await();
     }
-    m_seconds += probe::Now() - start;
+    m_seconds += support::Now() - start;
   }
 
   void AwaitAll() {
-    EXPECT_TRUE(probe::Await([&] { return m_judge.events + m_inlet.Drops() >= m_sent; }))
+    EXPECT_TRUE(support::Await([&] { return m_judge.events + m_inlet.Drops() >= m_sent; }))
         << m_judge.events << " events and " << m_inlet.Drops() << " drops for " << m_sent;
   }
 
@@ -86,14 +87,14 @@ class Steady : public testing::Test {
       SendRound([&](const std::string& uuid) { return host::Alive(uuid, status); }, hold_back);
       if (round == 0) {
         AwaitAll();
-        blocks = probe::LiveBlocks();
+        blocks = memory::LiveBlocks();
       }
     }
     AwaitAll();
     EXPECT_EQ(m_judge.wrong, 0u);
     EXPECT_EQ(m_judge.events + m_inlet.Drops(), m_sent);
     if (m_inlet.Drops() == 0) {
-      EXPECT_EQ(probe::LiveBlocks(), blocks) << "memory isn't flat";
+      EXPECT_EQ(memory::LiveBlocks(), blocks) << "memory isn't flat";
     }
     Report(name);
   }

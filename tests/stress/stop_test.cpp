@@ -8,7 +8,7 @@
 #include <thread>
 
 #include "host.h"
-#include "probe.h"
+#include "process.h"
 #include "seam.h"
 
 namespace {
@@ -34,14 +34,14 @@ class Stop : public testing::Test {
 
   // Stops `light` and says how long it took.
   static void TimeStop(host::Light& light) {
-    const double start = probe::Now();
+    const double start = support::Now();
     light.Stop();
-    std::cout << "stopped within " << probe::Now() - start << " s\n";
+    std::cout << "stopped within " << support::Now() - start << " s\n";
   }
 };
 
 TEST_F(Stop, DuringABurstEndsAllCallbacks) {
-  const int count = probe::Scaled("stops during a burst", 10);
+  const int count = support::Scaled("stops during a burst", 10);
   for (int i = 0; i < count; ++i) {
     host::Light light(true, Count);
     light.Start();
@@ -56,7 +56,7 @@ TEST_F(Stop, DuringABurstEndsAllCallbacks) {
       }
     });
     const int before = calls;
-    EXPECT_TRUE(probe::Await([&] { return calls > before + 20; }));
+    EXPECT_TRUE(support::Await([&] { return calls > before + 20; }));
     TimeStop(light);
     const int at_stop = calls;
     host::Peer peer;
@@ -80,11 +80,11 @@ TEST_F(Stop, DuringAResponseDelaySendsTheAnswerAtOnce) {
   light.Start();
   host::Peer peer;
   ASSERT_TRUE(peer.Tell(host::Query(100)));
-  ASSERT_TRUE(probe::Await([&] { return waiting.load(); }));
+  ASSERT_TRUE(support::Await([&] { return waiting.load(); }));
   EXPECT_EQ(searches, 0) << "the delay was over before the stop";
-  const double start = probe::Now();
+  const double start = support::Now();
   TimeStop(light);
-  EXPECT_LT(probe::Now() - start, 60);
+  EXPECT_LT(support::Now() - start, 60);
   EXPECT_EQ(searches, 1);
   EXPECT_EQ(peer.Hear().rfind("HTTP/1.1 200 OK\r\nCache-Control: max-age=1800\r\n", 0), 0u);
 }
@@ -97,7 +97,7 @@ TEST_F(Stop, DuringASweepWaitsForIt) {
   seam::calls.pthread_mutex_lock = [&](pthread_mutex_t* mutex) {
     const int result = seam::real.pthread_mutex_lock(mutex);
     if (armed && OnThread("ssdp-service") && !sweeping.exchange(true)) {
-      EXPECT_TRUE(probe::Await([&] { return closing.load(); }));
+      EXPECT_TRUE(support::Await([&] { return closing.load(); }));
     }
     return result;
   };
@@ -108,9 +108,10 @@ TEST_F(Stop, DuringASweepWaitsForIt) {
   host::Light light(false, Count);  // not announcing, the sweep's is the thread's only lock
   light.Start();
   host::Peer peer;
-  EXPECT_TRUE(probe::Await([&] { return peer.Tell(host::Alive("one", "on", -10)) && calls > 0; }));
+  EXPECT_TRUE(
+      support::Await([&] { return peer.Tell(host::Alive("one", "on", -10)) && calls > 0; }));
   armed = true;
-  ASSERT_TRUE(probe::Await([&] { return sweeping.load(); }));
+  ASSERT_TRUE(support::Await([&] { return sweeping.load(); }));
   peer.Tell(host::Alive("two", "on"));  // for the listener to wait at the lock as well
   TimeStop(light);
   std::map<std::string, libSSDP::DeviceInfo*> devices;
@@ -128,7 +129,7 @@ struct Blocker {
                        void* context) {
     auto* blocker = static_cast<Blocker*>(context);
     blocker->inside = true;
-    EXPECT_TRUE(probe::Await([&] { return blocker->released.load(); }));
+    EXPECT_TRUE(support::Await([&] { return blocker->released.load(); }));
     // Longer than the rest of a stop, so that one that doesn't wait for us is seen.
     std::this_thread::sleep_for(std::chrono::milliseconds(500));
     blocker->left = true;
@@ -147,7 +148,7 @@ void StopInsideTheCallbackFor(const std::string& message, bool to_search_socket)
   const bool sent =
       to_search_socket ? peer.Tell(message, host::SearchSocket()) : peer.Tell(message);
   ASSERT_TRUE(sent);
-  ASSERT_TRUE(probe::Await([&] { return blocker.inside.load(); }));
+  ASSERT_TRUE(support::Await([&] { return blocker.inside.load(); }));
   light.Stop();
   EXPECT_TRUE(blocker.left);
   std::map<std::string, libSSDP::DeviceInfo*> devices;
@@ -182,7 +183,7 @@ TEST_F(Stop, DuringTheCallbackForASearchStillAnswersIt) {
   light.Start();
   host::Peer peer;
   ASSERT_TRUE(peer.Tell(host::Query(1)));
-  ASSERT_TRUE(probe::Await([&] { return blocker.inside.load(); }));
+  ASSERT_TRUE(support::Await([&] { return blocker.inside.load(); }));
   TimeStop(light);
   EXPECT_TRUE(blocker.left);
   EXPECT_EQ(peer.Hear().rfind("HTTP/1.1 200 OK\r\n", 0), 0u);

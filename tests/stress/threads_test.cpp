@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "host.h"
-#include "probe.h"
+#include "process.h"
 #include "seam.h"
 
 namespace {
@@ -110,7 +110,7 @@ void CallEverything(int i) {
 }
 
 TEST(Threads, EveryEntryPointFromEightOfThem) {
-  const int turns = probe::Scaled("turns of each of 8 threads", 1000);
+  const int turns = support::Scaled("turns of each of 8 threads", 1000);
   seam::calls.rand = [] { return 0; };  // answers don't dawdle
   Seen seen;
   Contract contract;
@@ -135,7 +135,7 @@ TEST(Threads, EveryEntryPointFromEightOfThem) {
   }
   for (std::thread& thread : threads) thread.join();
   EXPECT_TRUE(
-      probe::Await([&] { return seen.added > 20 && seen.removed > 20 && seen.searched > 0; }));
+      support::Await([&] { return seen.added > 20 && seen.removed > 20 && seen.searched > 0; }));
   over = true;
   traffic.join();
   light.Stop();

@@ -6,7 +6,8 @@
 #include <time.h>
 #include <unistd.h>
 
-#include "probe.h"
+#include "memory.h"
+#include "process.h"
 
 // In the place of the system's: the service's pause is what makes a stop slow. Exported, so that
 // the library finds it.
@@ -59,9 +60,9 @@ TEST(Unload, LeavesNothingBehind) {
   testing::internal::CaptureStdout();  // each life begins with a call too early, which is reported
   for (int i = 0; i < 20; ++i) Live();
   testing::internal::GetCapturedStdout();
-  const int count = probe::Scaled("times loaded, used and unloaded", 1000);
-  probe::Held before = probe::HeldNow();
-  const size_t malloc_before = probe::MallocBytes();
+  const int count = support::Scaled("times loaded, used and unloaded", 1000);
+  support::Held before = support::HeldNow();
+  const size_t malloc_before = support::MallocBytes();
   testing::internal::CaptureStdout();
   for (int i = 0; i < count; ++i) {
     Live();
@@ -70,11 +71,11 @@ TEST(Unload, LeavesNothingBehind) {
   testing::internal::GetCapturedStdout();
   // AddressSanitizer itself keeps some bytes for every library that it has seen; leaks are its
   // trade.
-  if (malloc_before == 0) before.bytes = probe::LiveBytes();
-  EXPECT_EQ(probe::HeldOnceDownTo(before.threads), before);
-  EXPECT_LT(probe::MallocBytes(), malloc_before + 16384);
-  std::cout << probe::HeldNow() << "; malloc " << malloc_before << " -> " << probe::MallocBytes()
-            << " bytes\n";
+  if (malloc_before == 0) before.bytes = memory::LiveBytes();
+  EXPECT_EQ(support::HeldOnceDownTo(before.threads), before);
+  EXPECT_LT(support::MallocBytes(), malloc_before + 16384);
+  std::cout << support::HeldNow() << "; malloc " << malloc_before << " -> "
+            << support::MallocBytes() << " bytes\n";
 }
 
 }  // namespace

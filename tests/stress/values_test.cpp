@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "host.h"
-#include "probe.h"
+#include "process.h"
 #include "seam.h"
 
 namespace {
@@ -129,7 +129,7 @@ void ExpectWhole(std::map<std::string, int> count) {
 }
 
 TEST(Values, AreNeverTornOnTheWire) {
-  const int turns = probe::Scaled("messages of each kind", 20000);
+  const int turns = support::Scaled("messages of each kind", 20000);
   const auto ignore = [](const libSSDP::DeviceInfo*, libSSDP::DeviceInfo*, unsigned int, void*) {};
   seam::calls.rand = [] { return 0; };
   seam::calls.time = [](time_t*) { return time_t{0}; };
@@ -158,7 +158,7 @@ TEST(Values, AreNeverTornOnTheWire) {
   announcer.join();
   // On a busy machine all of these may have left before a setter ran even once: send more until
   // each kind has been seen to change.
-  EXPECT_TRUE(probe::Await([&] {
+  EXPECT_TRUE(support::Await([&] {
     libSSDP::Announce();
     libSSDP::Search();
     const std::map<std::string, int> count = wire.Count();

@@ -1,19 +1,19 @@
 // SPDX-License-Identifier: MIT
-#include "probe.h"
+#include "process.h"
 
 #include <dirent.h>
 #include <malloc.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <atomic>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
-#include <new>
 #include <thread>
 #include <vector>
+
+#include "memory.h"
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 #define SANITIZED true
@@ -22,12 +22,11 @@
 #define SANITIZED true
 #endif
 #endif
-#ifdef SANITIZED
-// From sanitizer/allocator_interface.h, which Debian's g++ comes without.
-extern "C" size_t __sanitizer_get_current_allocated_bytes();
-#else
+#ifndef SANITIZED
 #define SANITIZED false
 #endif
+
+namespace support {
 
 namespace {
 
@@ -42,60 +41,6 @@ std::vector<std::string> Entries(const char* directory) {
 }
 
 }  // namespace
-
-#if SANITIZED
-size_t probe::LiveBlocks() {
-  return 0;
-}
-
-size_t probe::LiveBytes() {
-  return __sanitizer_get_current_allocated_bytes();
-}
-#else
-namespace {
-
-std::atomic<size_t> live_blocks{0};
-std::atomic<size_t> live_bytes{0};
-
-void* Counted(size_t size) {
-  void* block = std::malloc(size == 0 ? 1 : size);
-  if (block == nullptr) throw std::bad_alloc();
-  live_blocks.fetch_add(1, std::memory_order_relaxed);
-  live_bytes.fetch_add(malloc_usable_size(block), std::memory_order_relaxed);
-  return block;
-}
-
-void Uncounted(void* block) {
-  if (block == nullptr) return;
-  live_blocks.fetch_sub(1, std::memory_order_relaxed);
-  live_bytes.fetch_sub(malloc_usable_size(block), std::memory_order_relaxed);
-  std::free(block);
-}
-
-}  // namespace
-
-// The program's own, so that every allocation of the library is counted: exact, where the system's
-// figures come in pages and caches. The other forms end in these two.
-void* operator new(size_t size) {
-  return Counted(size);
-}
-void operator delete(void* block) noexcept {
-  Uncounted(block);
-}
-void operator delete(void* block, size_t) noexcept {
-  Uncounted(block);
-}
-
-size_t probe::LiveBlocks() {
-  return live_blocks;
-}
-
-size_t probe::LiveBytes() {
-  return live_bytes;
-}
-#endif
-
-namespace probe {
 
 bool Await(const std::function<bool()>& condition) {
   const double deadline = Now() + 60;
@@ -149,7 +94,7 @@ std::string ThreadName(const char* thread) {
 }
 
 Held HeldNow() {
-  return {Threads(), Descriptors(), LiveBlocks(), LiveBytes()};
+  return {Threads(), Descriptors(), memory::LiveBlocks(), memory::LiveBytes()};
 }
 
 std::ostream& operator<<(std::ostream& out, const Held& held) {
@@ -162,4 +107,4 @@ Held HeldOnceDownTo(size_t threads) {
   return HeldNow();
 }
 
-}  // namespace probe
+}  // namespace support

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-#ifndef LIBSSDP_TESTS_STRESS_PROBE_H
-#define LIBSSDP_TESTS_STRESS_PROBE_H
+#ifndef LIBSSDP_TESTS_SUPPORT_PROCESS_H
+#define LIBSSDP_TESTS_SUPPORT_PROCESS_H
 
 #include <cstddef>
 #include <functional>
@@ -8,8 +8,8 @@
 #include <set>
 #include <string>
 
-// What a process holds, measured from inside, and how tests wait and scale.
-namespace probe {
+// What the process holds, measured from inside, and how tests wait and scale.
+namespace support {
 
 // Waits for an event, never for a period: until `condition` holds, at most a minute.
 bool Await(const std::function<bool()>& condition);
@@ -23,8 +23,6 @@ double Now();  // seconds, monotonic
 size_t Threads();
 size_t Descriptors();
 std::set<std::string> Sockets();             // "socket:[INODE]" of each open one
-size_t LiveBlocks();                         // operator new without its delete
-size_t LiveBytes();                          // what they hold
 size_t MallocBytes();                        // all of malloc's, C code included; 0 under sanitizers
 std::string ThreadName(const char* thread);  // of a /proc/self/task entry
 
@@ -44,6 +42,6 @@ std::ostream& operator<<(std::ostream& out, const Held& held);
 // memory of its own.
 Held HeldOnceDownTo(size_t threads);
 
-}  // namespace probe
+}  // namespace support
 
 #endif
