@@ -225,7 +225,7 @@ class ErrnoTest : public FaultTest, public testing::WithParamInterface<std::tupl
       for (const char* consequence : TheCall().consequences) lines += Count(text, consequence);
       const int reports = TheCall().report == nullptr ? 0 : Count(text, TheCall().report);
       return reports == (TheCall().report == nullptr ? 0 : fault.Failures()) &&
-             Count(text, "[N] ") == lines + reports;
+             Count(text, "[#] ") == lines + reports;
     })) << fault.Failures()
         << " failures and these lines:\n"
         << text;

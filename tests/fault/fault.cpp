@@ -1,13 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "fault.h"
 
-#include <sys/mman.h>
 #include <unistd.h>
 
 #include <cstdio>
 #include <thread>
-
-#include "output.h"
 
 namespace fault {
 
@@ -25,47 +22,12 @@ bool Fault::Hits() {
 
 std::string Line(const std::string& function, const std::string& condition,
                  const std::string& file) {
-  return "[N] " + function + ": " + condition + " failed. \n " + file + "\n";
+  return "[#] " + function + ": " + condition + " failed. \n " + file + "\n";
 }
 
 std::string Line(const std::string& function, const std::string& condition,
                  const std::string& reason, const std::string& file) {
-  return "[N] " + function + ": " + condition + " failed. (" + reason + ") \n " + file + "\n";
-}
-
-Output::Output() : m_file(memfd_create("output", MFD_CLOEXEC)), m_stdout(dup(STDOUT_FILENO)) {
-  std::fflush(stdout);
-  dup2(m_file, STDOUT_FILENO);
-}
-
-Output::~Output() {
-  std::fflush(stdout);
-  m_start = 0;
-  const std::string text = Text();
-  dup2(m_stdout, STDOUT_FILENO);
-  // The test framework's own words about a failure were captured too.
-  if (testing::Test::HasFailure()) std::printf("%s", text.c_str());
-  ::close(m_stdout);
-  ::close(m_file);
-}
-
-std::string Output::Text() const {
-  std::fflush(stdout);
-  std::string text(static_cast<size_t>(lseek(m_file, 0, SEEK_END) - m_start), '\0');
-  if (pread(m_file, text.data(), text.size(), m_start) != static_cast<ssize_t>(text.size()))
-    ADD_FAILURE() << "the captured output can't be read";
-  return support::MaskLineNumbers(text, "[N] ");
-}
-
-int Count(const std::string& text, const std::string& part) {
-  int count = 0;
-  for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) ++count;
-  return count;
-}
-
-void Output::Clear() {
-  std::fflush(stdout);
-  m_start = lseek(m_file, 0, SEEK_END);
+  return "[#] " + function + ": " + condition + " failed. (" + reason + ") \n " + file + "\n";
 }
 
 namespace {

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "libssdp.h"
+#include "output.h"
 #include "process.h"
 #include "seam.h"
 
@@ -49,36 +50,16 @@ inline bool Fails(Fault& fault, int error) {
   return true;
 }
 
-// The failure line, written out; N stands for the source line.
+// The failure line, written out.
 std::string Line(const std::string& function, const std::string& condition,
                  const std::string& file);
 std::string Line(const std::string& function, const std::string& condition,
                  const std::string& reason, const std::string& file);
 
-// How often `text` contains `part`.
-int Count(const std::string& text, const std::string& part);
-
-// Standard output, from construction to destruction.
-class Output {
- public:
-  Output();
-  ~Output();
-  Output(const Output&) = delete;
-  Output& operator=(const Output&) = delete;
-
-  // All that was printed since the last Clear, with N for the number of each line.
-  std::string Text() const;
-  int Count(const std::string& part) const { return fault::Count(Text(), part); }
-  void Clear();
-
- private:
-  int m_file;
-  int m_stdout;
-  long m_start = 0;
-};
-
 using support::Await;
+using support::Count;
 using support::Descriptors;
+using support::Output;
 using support::Threads;
 
 // A test that leaves nothing behind: no hook, no descriptor, no thread. (No memory either: that is

@@ -168,7 +168,7 @@ TEST_F(MemoryThreadTest, SkipsPeriodicAnnouncementsOnly) {
   EXPECT_TRUE(Await([&] { return done.load(); }));
   EXPECT_GT(failures, 1);
   const int unread = m_output.Count(
-      "[N] Task: GetConfig() failed for SSDP_CONFIG_NOTIFY_TIMEOUT \n source/ssdp.cpp\n");
+      "[#] Task: GetConfig() failed for SSDP_CONFIG_NOTIFY_TIMEOUT \n source/ssdp.cpp\n");
   EXPECT_GT(unread, 0);
   EXPECT_EQ(unread + m_output.Count("(Unable to send NOTIFY Query)"), failures);
   EXPECT_EQ(Threads(), m_threads + 3);

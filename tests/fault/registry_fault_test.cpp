@@ -98,7 +98,7 @@ class RegistryPatternTest : public RegistryFaultTest, public testing::WithParamI
  protected:
   void ExpectAReportEach(const Fault& fault) {
     EXPECT_GT(fault.Failures(), 0);
-    EXPECT_EQ(m_output.Count("[N] "), fault.Failures());
+    EXPECT_EQ(m_output.Count("[#] "), fault.Failures());
     m_output.Clear();
   }
 };

@@ -320,7 +320,7 @@ TEST_F(FaultTest, AnAnnouncementWithoutTimeOutIsSkipped) {
   ASSERT_EQ(Initialize(), SSDP_SUCCESS);
   EXPECT_TRUE(Await([&] { return host.m_added == 1; }));
   EXPECT_EQ(m_output.Text(),
-            "[N] Task: GetConfig() failed for SSDP_CONFIG_NOTIFY_TIMEOUT \n source/ssdp.cpp\n");
+            "[#] Task: GetConfig() failed for SSDP_CONFIG_NOTIFY_TIMEOUT \n source/ssdp.cpp\n");
   EXPECT_TRUE(host.Works());
   EXPECT_EQ(Uninitialize(), SSDP_SUCCESS);
 }

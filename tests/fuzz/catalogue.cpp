@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "catalogue.h"
 
+#include "output.h"
+
 namespace hostile {
 
 std::string With(std::string text, const std::string& old, const std::string& now) {
@@ -81,20 +83,20 @@ Lines Device::Run(void (fuzz::World::*loop)(fuzz::World::Source),
 
 TEST_P(GroupCase, DoesWhatIsExpected) {
   Device device;
-  testing::internal::CaptureStdout();
+  const support::Output output;
   const Lines seen = device.Group({{GetParam().datagram}});
   const Lines then = device.Group({{With(kAlive, "1234", "valid")}, {kSearch}});
-  EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+  EXPECT_EQ(output.Text(), "");
   EXPECT_EQ(seen, GetParam().expected);
   EXPECT_EQ(then, Added(Record("valid", 2800, "on")) + Answered(1567));
 }
 
 TEST_P(UnicastCase, DoesWhatIsExpected) {
   Device device;
-  testing::internal::CaptureStdout();
+  const support::Output output;
   const Lines seen = device.Unicast({{GetParam().datagram}});
   const Lines then = device.Unicast({{With(kReply, "1234", "valid")}});
-  EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+  EXPECT_EQ(output.Text(), "");
   EXPECT_EQ(seen, GetParam().expected);
   EXPECT_EQ(then, Added(Record("valid", 2800, "on")));
 }

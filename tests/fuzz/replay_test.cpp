@@ -9,6 +9,7 @@
 #include <iterator>
 
 #include "memory.h"
+#include "output.h"
 #include "targets.h"
 
 namespace fuzz {
@@ -46,13 +47,12 @@ TEST_P(Replay, DoesAsTheModel) {
 
 TEST_P(Replay, DoesAsTheModelWhenAllocationsFail) {
   ForEach([](const std::string& input) {
-    testing::internal::CaptureStdout();  // a line for each failure
+    const support::Output output;  // a line for each failure
     unsigned k = 0;
     do {
       memory::FailEvery(++k);
       GetParam().run(input);
     } while (memory::Failures() > 0);
-    testing::internal::GetCapturedStdout();
   });
   memory::FailEvery(0);
 }

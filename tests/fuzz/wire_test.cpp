@@ -13,6 +13,7 @@
 #include <mutex>
 
 #include "catalogue.h"
+#include "output.h"
 
 namespace hostile {
 namespace {
@@ -139,15 +140,14 @@ TEST_F(Wire, ASearchFromOurOwnPortIsAnsweredAndLeadsToNothingElse) {
 // The system won't send to port 0: the answer fails, and that is reported.
 TEST_F(Wire, ASearchFromPortZeroCantBeAnswered) {
   const Sender raw;
-  testing::internal::CaptureStdout();
+  const support::Output output;
   raw.ToGroup(FromPortZero(With(kSearch, "MX: 3", "MX: 1")));
   EXPECT_EQ(Next(), "8");
   raw.ToGroup(FromPortZero(kAlive));
   EXPECT_EQ(Next(), "1 1234 on");
-  EXPECT_THAT(testing::internal::GetCapturedStdout(),
-              testing::MatchesRegex("\\[[0-9]+\\] ProcessMSearch: bytes == "
-                                    "rconfig.m_response_header.length\\(\\) failed. \n "
-                                    "source/ssdplistener.cpp\n"));
+  EXPECT_EQ(output.Text(),
+            "[#] ProcessMSearch: bytes == rconfig.m_response_header.length() failed. \n"
+            " source/ssdplistener.cpp\n");
 }
 
 }  // namespace

@@ -18,7 +18,12 @@ namespace libSSDP {
 namespace {
 
 using support::OutputOf;
-using support::RawOutputOf;
+
+std::string RawOutputOf(const std::function<void()>& run) {
+  const support::Output output;
+  run();
+  return output.Raw();
+}
 
 TEST(FailureLine, HasLineFunctionConditionAndFile) {
   EXPECT_EQ(RawOutputOf([] { ReportFailure(45, "Init", "a == b", "source/x.cpp"); }),
