@@ -15,7 +15,7 @@ TEST_F(FaultTest, ASecondInitializeMakesTheSocketsThatWereMissing) {
   seam::calls.socket = [&](int domain, int type, int protocol) {
     return Fails(fault, EMFILE) ? -1 : seam::real.socket(domain, type, protocol);
   };
-  Host host(true);
+  Application application(true);
   ASSERT_EQ(Initialize(), SSDP_SUCCESS);
   EXPECT_EQ(Announce(), SSDP_FAILURE);
   EXPECT_EQ(Uninitialize(), SSDP_FAILURE);
@@ -29,7 +29,7 @@ TEST_F(FaultTest, ASecondInitializeMakesTheSocketsThatWereMissing) {
   fault.End();
   EXPECT_EQ(Initialize(), SSDP_SUCCESS);
   EXPECT_EQ(Descriptors(), m_descriptors + 2);
-  EXPECT_TRUE(host.Works());
+  EXPECT_TRUE(application.Works());
   EXPECT_EQ(Initialize(), SSDP_SUCCESS);
   EXPECT_EQ(fault.Calls(), 6) << "a worker that has a socket was replaced";
   EXPECT_EQ(Uninitialize(), SSDP_SUCCESS);
@@ -42,13 +42,13 @@ TEST_F(FaultTest, ASecondInitializeReplacesTheListenerToo) {
   seam::calls.socket = [&](int domain, int type, int protocol) {
     return ++calls == 2 ? (errno = EMFILE, -1) : seam::real.socket(domain, type, protocol);
   };
-  Host host;
+  Application application;
   ASSERT_EQ(Initialize(), SSDP_SUCCESS);
   EXPECT_EQ(Uninitialize(), SSDP_FAILURE);
   EXPECT_EQ(Initialize(), SSDP_SUCCESS);
   EXPECT_EQ(calls, 4);
-  EXPECT_EQ(OpenDescriptors(), m_descriptors + 2);
-  EXPECT_TRUE(host.Works());
+  EXPECT_EQ(Descriptors(), m_descriptors + 2);
+  EXPECT_TRUE(application.Works());
   EXPECT_EQ(Uninitialize(), SSDP_SUCCESS);
 }
 
@@ -60,7 +60,7 @@ TEST_F(FaultTest, AnotherInitializeGetsOverMissingSocketsAndThreads) {
   };
   for (const int missing : {0, 1, 2}) {
     sockets.Begin();
-    Host host;
+    Application application;
     int threads = 0;
     seam::calls.pthread_create = [&](pthread_t* thread, const pthread_attr_t* attributes,
                                      void* (*entry)(void*), void* argument) {
@@ -73,7 +73,7 @@ TEST_F(FaultTest, AnotherInitializeGetsOverMissingSocketsAndThreads) {
     EXPECT_EQ(Announce(), SSDP_SUCCESS) << missing;
     Uninitialize();  // fails where a thread was missing
     EXPECT_EQ(Initialize(), SSDP_SUCCESS) << missing;
-    EXPECT_TRUE(host.Works()) << missing;
+    EXPECT_TRUE(application.Works()) << missing;
     EXPECT_EQ(Uninitialize(), SSDP_SUCCESS) << missing;
   }
 }

@@ -12,7 +12,6 @@
 #include <vector>
 
 #include "fault.h"
-#include "peer.h"
 
 namespace fault {
 namespace {
@@ -197,22 +196,22 @@ class ErrnoTest : public FaultTest, public testing::WithParamInterface<std::tupl
   }
 
   // A service's life. What its calls return is no matter here: any of them may fail.
-  void Live(Host& host, Peer& peer, const Fault& fault) {
+  void Live(Application& application, Peer& peer, const Fault& fault) {
     const int calls = fault.Calls();
-    const int searched = host.m_searched;
+    const int searched = application.m_searched;
     Initialize();
     for (int round = 0; round < 3; ++round) {
       Announce();
       libSSDP::Search();
-      peer.Send(AliveOf("peer"));
-      peer.Send(SearchOf());
-      peer.Send(ByebyeOf("peer"));
+      peer.Send(Alive("peer"));
+      peer.Send(MSearch());
+      peer.Send(Byebye("peer"));
     }
     EXPECT_TRUE(!TheCall().resumes || Await([&] { return fault.Calls() >= calls + 3; }));
     // Without a report the listener misses nothing, unless it never receives.
     const bool misses = TheCall().report != nullptr || (TheCall().name == std::string("recvfrom") &&
                                                         std::get<When>(GetParam()) == When::kEvery);
-    EXPECT_TRUE(misses || Await([&] { return host.m_searched == searched + 6; }));
+    EXPECT_TRUE(misses || Await([&] { return application.m_searched == searched + 6; }));
   }
 
   // One report a failure, and no other lines but consequences. A thread may be just between its
@@ -233,18 +232,19 @@ class ErrnoTest : public FaultTest, public testing::WithParamInterface<std::tupl
 
   void Suffer(Fault& fault, int error) {
     Install(fault, error);
-    Peer peer;
+    Peer peer = Peer::InGroup();
     // A stop may overtake an announcement, which is then reported.
     const auto& consequences = TheCall().consequences;
-    Host host(std::count(consequences.begin(), consequences.end(), kTaskAnnounce) > 0);
+    Application application(std::count(consequences.begin(), consequences.end(), kTaskAnnounce) >
+                            0);
     for (int life = 0; life < 4; ++life) {
-      Live(host, peer, fault);
+      Live(application, peer, fault);
       if (life < 3) Uninitialize();
     }
     fault.End();
     EXPECT_GT(fault.Failures(), 0);
     ExpectReports(fault);
-    EXPECT_TRUE(!TheCall().resumes || host.Works());
+    EXPECT_TRUE(!TheCall().resumes || application.Works());
     fault.Begin();
     Uninitialize();
     fault.End();
@@ -253,7 +253,7 @@ class ErrnoTest : public FaultTest, public testing::WithParamInterface<std::tupl
     Uninitialize();
     ASSERT_EQ(Initialize(), SSDP_SUCCESS);
     m_pretend_sending = false;
-    EXPECT_TRUE(host.Works());
+    EXPECT_TRUE(application.Works());
     EXPECT_EQ(Uninitialize(), SSDP_SUCCESS);
   }
 

@@ -7,8 +7,11 @@
 #include <atomic>
 #include <string>
 
+#include "application.h"
 #include "libssdp.h"
+#include "messages.h"
 #include "output.h"
+#include "peer.h"
 #include "process.h"
 #include "seam.h"
 
@@ -56,10 +59,16 @@ std::string Line(const std::string& function, const std::string& condition,
 std::string Line(const std::string& function, const std::string& condition,
                  const std::string& reason, const std::string& file);
 
+using support::Alive;
+using support::Application;
 using support::Await;
+using support::Byebye;
 using support::Count;
 using support::Descriptors;
+using support::MSearch;
 using support::Output;
+using support::Peer;
+using support::Response;
 using support::Threads;
 
 // A test that leaves nothing behind: no hook, no descriptor, no thread. (No memory either: that is
@@ -72,28 +81,6 @@ class FaultTest : public testing::Test {
   Output m_output;
   const size_t m_descriptors;
   const size_t m_threads;
-};
-
-// A program that uses the library through its public header, configured so that it hears itself:
-// its own announcements and its own answers to its own searches come back to its callback.
-class Host {
- public:
-  explicit Host(bool announce = false);
-  ~Host();  // DestroySSDP; the test itself has called Uninitialize
-  Host(const Host&) = delete;
-  Host& operator=(const Host&) = delete;
-
-  // Whether announcing, listening, searching, answering and receiving answers all work.
-  testing::AssertionResult Works();
-
-  std::atomic<int> m_added{0};
-  std::atomic<int> m_removed{0};
-  std::atomic<int> m_refreshed{0};  // event 0 and 4
-  std::atomic<int> m_searched{0};
-
- private:
-  static void OnEvent(const libSSDP::DeviceInfo*, libSSDP::DeviceInfo*, unsigned int event,
-                      void* host);
 };
 
 // Lets the service thread's pause last 1 ms and an answer's delay nothing, so that a test doesn't

@@ -8,7 +8,6 @@
 #include <vector>
 
 #include "fault.h"
-#include "peer.h"
 
 namespace fault {
 namespace {
@@ -66,13 +65,13 @@ TEST_P(CreateFaultTest, StopsTheStart) {
     if (calls++ == GetParam()) return EAGAIN;
     return seam::real.pthread_create(thread, attributes, entry, argument);
   };
-  Host host;
+  Application application;
   EXPECT_EQ(Initialize(), SSDP_FAILURE);
   EXPECT_EQ(m_output.Text(), kCreate + kInitReports[GetParam()]);
   EXPECT_TRUE(Await([&] { return Threads() == m_threads + GetParam(); }));
   EXPECT_EQ(Announce(), SSDP_SUCCESS);  // needs no thread
-  EXPECT_TRUE(GetParam() == kListener || Await([&] { return host.m_added == 1; }));
-  EXPECT_TRUE(GetParam() != kThread || host.Works());
+  EXPECT_TRUE(GetParam() == kListener || Await([&] { return application.m_added == 1; }));
+  EXPECT_TRUE(GetParam() != kThread || application.Works());
 
   // The run flag stays set, so another start skips the missing thread without a word...
   m_output.Clear();
@@ -83,7 +82,7 @@ TEST_P(CreateFaultTest, StopsTheStart) {
   EXPECT_EQ(Uninitialize(), SSDP_FAILURE);
   EXPECT_EQ(m_output.Text(), kJoin + DeInitReport(GetParam(), "Join() == SSDP_SUCCESS"));
   ASSERT_EQ(Initialize(), SSDP_SUCCESS);
-  EXPECT_TRUE(host.Works());
+  EXPECT_TRUE(application.Works());
   EXPECT_EQ(Uninitialize(), SSDP_SUCCESS);
 }
 
@@ -114,7 +113,7 @@ class JoinFaultTest : public LifecycleTest {
 };
 
 TEST_P(JoinFaultTest, StopsTheStop) {
-  Host host;
+  Application application;
   ASSERT_EQ(Initialize(), SSDP_SUCCESS);
   EXPECT_EQ(Uninitialize(), SSDP_FAILURE);
   EXPECT_EQ(m_output.Text(), kJoin + DeInitReport(GetParam(), "Join() == SSDP_SUCCESS"));
@@ -137,13 +136,13 @@ class StopFaultTest : public LifecycleTest {};
 TEST_P(StopFaultTest, StopsTheStop) {
   size_t calls = 0;
   seam::failures.stop = [&] { return calls++ == GetParam(); };
-  Host host;
+  Application application;
   ASSERT_EQ(Initialize(), SSDP_SUCCESS);
   EXPECT_EQ(Uninitialize(), SSDP_FAILURE);
   EXPECT_EQ(m_output.Text(), DeInitReport(GetParam(), "Stop() == SSDP_SUCCESS"));
   EXPECT_TRUE(Await([&] { return Threads() == m_threads + 3 - GetParam(); }));
   ASSERT_EQ(Initialize(), SSDP_SUCCESS);
-  EXPECT_TRUE(host.Works());
+  EXPECT_TRUE(application.Works());
   EXPECT_EQ(Uninitialize(), SSDP_SUCCESS);
 }
 
@@ -154,13 +153,13 @@ TEST_F(FaultTest, AStoreThatCannotStopStopsTheStop) {
   Hurry();
   int calls = 0;
   seam::failures.store_deinit = [&] { return calls++ == 0; };
-  Host host;
+  Application application;
   ASSERT_EQ(Initialize(), SSDP_SUCCESS);
   EXPECT_EQ(Uninitialize(), SSDP_FAILURE);
   EXPECT_EQ(m_output.Text(), InDeInit("m_ssdpstore->DeInit() == SSDP_SUCCESS"));
   EXPECT_TRUE(Await([&] { return Threads() == m_threads + 1; }));
   ASSERT_EQ(Initialize(), SSDP_SUCCESS);
-  EXPECT_TRUE(host.Works());
+  EXPECT_TRUE(application.Works());
   EXPECT_EQ(Uninitialize(), SSDP_SUCCESS);
 }
 
@@ -201,7 +200,7 @@ TEST_F(ReusedDescriptorTest, IsNotSentTo) {
     EXPECT_THAT(m_taken, testing::Not(testing::Contains(fd)));
     return seam::real.sendto(fd, data, size, flags, to, length);
   };
-  Host host;
+  Application application;
   ASSERT_EQ(Initialize(), SSDP_SUCCESS);
   EXPECT_EQ(Uninitialize(), SSDP_SUCCESS);
   TakeNumbers();
@@ -220,7 +219,7 @@ TEST_F(ReusedDescriptorTest, IsNotClosedByASecondStop) {
     if (joins++ == 0) return EDEADLK;
     return seam::real.pthread_join(thread, result);
   };
-  Host host;
+  Application application;
   ASSERT_EQ(Initialize(), SSDP_SUCCESS);
   EXPECT_EQ(Uninitialize(), SSDP_FAILURE);
   TakeNumbers();

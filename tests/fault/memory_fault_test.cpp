@@ -106,7 +106,7 @@ TEST_F(MemoryFaultTest, OfASetter) {
   using Setter = SSDP_STATUS (*)(std::string);
   const Setter setters[] = {SetStatus,      SetNetworkInterface, SetDomainName, SetDeviceType,
                             SetVersionInfo, SetUserAgent,        SetServerInfo, SetUUID};
-  Host host;
+  Application application;
   for (const Setter set : setters) {
     ForEveryAllocation(
         [&](int call) {
@@ -117,7 +117,7 @@ TEST_F(MemoryFaultTest, OfASetter) {
         [&] {
           std::string uuid;
           EXPECT_EQ(GetUUID(uuid), SSDP_SUCCESS);  // the registry isn't left locked
-          EXPECT_EQ(uuid, "lamp");
+          EXPECT_EQ(uuid, "ourselves");
         });
   }
   for (const auto set : {SetNotifyTimeOut, SetMSearchTimeOut}) {
@@ -145,7 +145,7 @@ TEST_F(MemoryFaultTest, OfASetter) {
 // Whatever was started runs on, and the next attempt takes it from there. The second start makes
 // new workers, the first one has them already.
 TEST_F(MemoryFaultTest, OfTwoStarts) {
-  Host host;
+  Application application;
   SetNetworkInterface("an interface with a long name");
   for (int start = 0; start < 2; ++start) {
     ForEveryAllocation(
@@ -154,13 +154,13 @@ TEST_F(MemoryFaultTest, OfTwoStarts) {
           return Initialize();
         },
         [] {});
-    EXPECT_TRUE(host.Works());
+    EXPECT_TRUE(application.Works());
     EXPECT_EQ(Uninitialize(), SSDP_SUCCESS);
   }
 }
 
 TEST_F(MemoryFaultTest, OfASend) {
-  Host host;
+  Application application;
   ASSERT_EQ(Initialize(), SSDP_SUCCESS);
   for (const auto send : {Announce, Search}) {
     const int before = m_sent;
@@ -171,12 +171,12 @@ TEST_F(MemoryFaultTest, OfASend) {
         },
         [&] { EXPECT_EQ(m_sent, before); });
   }
-  EXPECT_TRUE(host.Works());
+  EXPECT_TRUE(application.Works());
   EXPECT_EQ(Uninitialize(), SSDP_SUCCESS);
 }
 
 TEST_F(MemoryFaultTest, OfGetDevices) {
-  Host host;
+  Application application;
   for (const char* uuid : {"a", "b", "c"}) {
     DeviceInfo device;
     device.m_uuid = uuid;
@@ -197,7 +197,7 @@ TEST_F(MemoryFaultTest, OfGetDevices) {
 
 // It is the goodbye that needs memory: without it the service runs on.
 TEST_F(MemoryFaultTest, OfStop) {
-  Host host;
+  Application application;
   ASSERT_EQ(Initialize(), SSDP_SUCCESS);
   ForEveryAllocation(
       [](int call) {
@@ -206,7 +206,7 @@ TEST_F(MemoryFaultTest, OfStop) {
       },
       [&] {
         EXPECT_EQ(Threads(), m_threads + 3);
-        EXPECT_TRUE(host.Works());
+        EXPECT_TRUE(application.Works());
       });
 }
 

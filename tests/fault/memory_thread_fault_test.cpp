@@ -8,7 +8,6 @@
 
 #include "fault.h"
 #include "memory.h"
-#include "peer.h"
 
 namespace fault {
 namespace {
@@ -62,10 +61,6 @@ bool IsOnTheGroupPort(int fd) {
   return address.sin_port == htons(1900);
 }
 
-std::string WithStatus(std::string message, const std::string& status) {
-  return message.replace(message.find("Status: on") + 8, 2, status);
-}
-
 const std::string kUuid = "2f402f80-da50-11e1-9b23-001788255acc";
 const std::string kStatus = "a status that no string can hold without an allocation";
 
@@ -89,25 +84,25 @@ class MemoryThreadTest : public FaultTest {
 };
 
 TEST_F(MemoryThreadTest, LosesAnnouncementsOnly) {
-  Script script({AliveOf(kUuid),                        // into the table
-                 WithStatus(AliveOf(kUuid), kStatus),   // known, with another status and address
-                 ByebyeOf(kUuid),                       // out of it
-                 WithStatus(ByebyeOf(kUuid), kStatus),  // of somebody unknown
+  Script script({Alive(kUuid),            // into the table
+                 Alive(kUuid, kStatus),   // known, with another status and address
+                 Byebye(kUuid),           // out of it
+                 Byebye(kUuid, kStatus),  // of somebody unknown
                  "NOTIFY * HTTP/1.1\r\nNT: urn:another:device:Kind:1\r\n\r\n", "nothing of ours"});
-  Host host;
+  Application application;
   Run(script, true);
-  EXPECT_EQ(host.m_added, 1);
-  EXPECT_GE(host.m_refreshed, 1);  // the one of a failure in what follows it, too
-  EXPECT_GE(host.m_removed, 2);
+  EXPECT_EQ(application.m_added, 1);
+  EXPECT_GE(application.m_refreshed, 1);  // the one of a failure in what follows it, too
+  EXPECT_GE(application.m_removed, 2);
   std::map<std::string, DeviceInfo*> devices;
   EXPECT_EQ(GetDevices(devices), SSDP_SUCCESS);
   EXPECT_EQ(devices.size(), 0u);
-  EXPECT_TRUE(host.Works());
+  EXPECT_TRUE(application.Works());
   EXPECT_EQ(Uninitialize(), SSDP_SUCCESS);
 }
 
 TEST_F(MemoryThreadTest, LosesSearchesOnly) {
-  Script script({SearchOf()});
+  Script script({MSearch()});
   std::atomic<int> answers{0};
   seam::calls.sendto = [&](int fd, const void* data, size_t size, int flags, const sockaddr* to,
                            socklen_t length) {
@@ -116,28 +111,28 @@ TEST_F(MemoryThreadTest, LosesSearchesOnly) {
     ++answers;
     return static_cast<ssize_t>(size);
   };
-  Host host;
+  Application application;
   SetUUID(kUuid);
   SetStatus(kStatus);
   Run(script, true);
   EXPECT_EQ(answers, 1);
-  EXPECT_EQ(host.m_searched, 1);
-  EXPECT_TRUE(host.Works());
+  EXPECT_EQ(application.m_searched, 1);
+  EXPECT_TRUE(application.Works());
   EXPECT_EQ(Uninitialize(), SSDP_SUCCESS);
 }
 
 TEST_F(MemoryThreadTest, LosesAnswersOnly) {
-  Script script({AnswerOf(kUuid), WithStatus(AnswerOf(kUuid), kStatus), "nothing of ours"});
-  Host host;
+  Script script({Response(kUuid), Response(kUuid, kStatus), "nothing of ours"});
+  Application application;
   Run(script, false);
-  EXPECT_EQ(host.m_added, 1);
-  EXPECT_GE(host.m_refreshed, 1);
+  EXPECT_EQ(application.m_added, 1);
+  EXPECT_GE(application.m_refreshed, 1);
   std::map<std::string, DeviceInfo*> devices;
   EXPECT_EQ(GetDevices(devices), SSDP_SUCCESS);
   ASSERT_EQ(devices.count(kUuid), 1u);
   EXPECT_EQ(devices[kUuid]->m_status, kStatus);
   EXPECT_EQ(devices[kUuid]->m_address, "10.77.0.2");
-  EXPECT_TRUE(host.Works());
+  EXPECT_TRUE(application.Works());
   EXPECT_EQ(Uninitialize(), SSDP_SUCCESS);
 }
 
@@ -161,7 +156,7 @@ TEST_F(MemoryThreadTest, SkipsPeriodicAnnouncementsOnly) {
     return seam::real.usleep(1000);
   };
   seam::calls.rand = [] { return 0; };
-  Host host(true);
+  Application application(true);
   SetUUID(kUuid);
   SetStatus(kStatus);
   ASSERT_EQ(Initialize(), SSDP_SUCCESS);
@@ -172,7 +167,7 @@ TEST_F(MemoryThreadTest, SkipsPeriodicAnnouncementsOnly) {
   EXPECT_GT(unread, 0);
   EXPECT_EQ(unread + m_output.Count("(Unable to send NOTIFY Query)"), failures);
   EXPECT_EQ(Threads(), m_threads + 3);
-  EXPECT_TRUE(host.Works());
+  EXPECT_TRUE(application.Works());
   EXPECT_EQ(Uninitialize(), SSDP_SUCCESS);
 }
 

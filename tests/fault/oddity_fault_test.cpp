@@ -12,7 +12,6 @@
 #include <vector>
 
 #include "fault.h"
-#include "peer.h"
 
 namespace fault {
 namespace {
@@ -26,7 +25,7 @@ TEST_F(FaultTest, ReceivesThatAlwaysFailAreNoSpin) {
                              socklen_t* length) {
     return Fails(fault, EBADF) ? -1 : seam::real.recvfrom(fd, data, size, flags, from, length);
   };
-  Host host;
+  Application application;
   const auto start = std::chrono::steady_clock::now();
   ASSERT_EQ(Initialize(), SSDP_SUCCESS);
   EXPECT_TRUE(Await([&] { return fault.Failures() >= 40; }));
@@ -35,7 +34,7 @@ TEST_F(FaultTest, ReceivesThatAlwaysFailAreNoSpin) {
   EXPECT_LE(fault.Failures(), 2 * (passed / std::chrono::milliseconds(20) + 2));
   fault.End();
   EXPECT_EQ(Announce(), SSDP_SUCCESS);
-  EXPECT_TRUE(Await([&] { return host.m_added == 1; }));
+  EXPECT_TRUE(Await([&] { return application.m_added == 1; }));
   EXPECT_EQ(Uninitialize(), SSDP_SUCCESS);
   EXPECT_EQ(m_output.Text(), "");
 }
@@ -51,7 +50,7 @@ TEST_F(FaultTest, ReceivesAndPausesThatAlwaysFailAreNoSpin) {
     errno = EPERM;
     return -1;
   };
-  Host host;
+  Application application;
   const auto start = std::chrono::steady_clock::now();
   ASSERT_EQ(Initialize(), SSDP_SUCCESS);
   EXPECT_TRUE(Await([&] { return fault.Failures() >= 40; }));
@@ -96,19 +95,19 @@ TEST_P(SenderTest, IsTakenAsItIs) {
     *length = given_length;
     return received;
   };
-  Peer peer;
-  Host host;
+  Peer peer = Peer::InGroup();
+  Application application;
   ASSERT_EQ(Initialize(), SSDP_SUCCESS);
-  peer.Send(AliveOf("odd"));
-  peer.Send(SearchOf() + "odd");
-  peer.Send(AliveOf("peer"));
-  EXPECT_TRUE(Await([&] { return host.m_added == 2; }));
+  peer.Send(Alive("odd"));
+  peer.Send(MSearch() + "odd");
+  peer.Send(Alive("peer"));
+  EXPECT_TRUE(Await([&] { return application.m_added == 2; }));
   EXPECT_EQ(odd, 2);
   std::map<std::string, DeviceInfo*> devices;
   EXPECT_EQ(GetDevices(devices), SSDP_SUCCESS);
   ASSERT_EQ(devices.count("odd"), 1u);
   EXPECT_EQ(devices["odd"]->m_address, GetParam().address);
-  EXPECT_TRUE(host.Works());
+  EXPECT_TRUE(application.Works());
   EXPECT_EQ(Uninitialize(), SSDP_SUCCESS);
 }
 
@@ -128,9 +127,9 @@ TEST_F(FaultTest, EmptyDatagramsAreDropped) {
                              socklen_t* length) {
     return fault.Hits() ? 0 : seam::real.recvfrom(fd, data, size, flags, from, length);
   };
-  Host host;
+  Application application;
   ASSERT_EQ(Initialize(), SSDP_SUCCESS);
-  for (int round = 0; round < 5; ++round) EXPECT_TRUE(host.Works());
+  for (int round = 0; round < 5; ++round) EXPECT_TRUE(application.Works());
   EXPECT_GT(fault.Failures(), 5);
   EXPECT_EQ(Uninitialize(), SSDP_SUCCESS);
   EXPECT_EQ(m_output.Text(), "");
@@ -163,11 +162,11 @@ TEST_F(FaultTest, ALongInterfaceListWithHolesIsWalked) {
     return 0;
   };
   seam::calls.freeifaddrs = [&](ifaddrs* head) { freed += head == list.data() ? 1 : 0; };
-  Host host;
+  Application application;
   SetNetworkInterface(wanted);
   ASSERT_EQ(Initialize(), SSDP_SUCCESS);
   EXPECT_EQ(freed, 2);
-  EXPECT_TRUE(host.Works());
+  EXPECT_TRUE(application.Works());
   EXPECT_EQ(Uninitialize(), SSDP_SUCCESS);
   EXPECT_EQ(m_output.Text(), "");
 }
@@ -214,15 +213,16 @@ class ClockTest : public FaultTest {
 // Ahead: everybody has expired, and the next announcement is due. Back: who is heard of then stays
 // for as long as it said, and the announcing is silent until the clock has caught up.
 TEST_F(ClockTest, LeapsTenYearsAheadAndBack) {
-  Host host(true);
+  Application application(true);
   ASSERT_EQ(Initialize(), SSDP_SUCCESS);
-  EXPECT_TRUE(Await([&] { return host.m_added == 1; }));
+  EXPECT_TRUE(Await([&] { return application.m_added == 1; }));
   Pass();
   EXPECT_EQ(Known(), 1u);
   EXPECT_EQ(m_sent, 1);
 
   m_second += kTenYears;
-  EXPECT_TRUE(Await([&] { return m_sent == 2 && host.m_added + host.m_refreshed == 2; }));
+  EXPECT_TRUE(
+      Await([&] { return m_sent == 2 && application.m_added + application.m_refreshed == 2; }));
   Pass();
   EXPECT_EQ(m_sent, 2);
 
@@ -234,17 +234,17 @@ TEST_F(ClockTest, LeapsTenYearsAheadAndBack) {
   EXPECT_EQ(m_sent, 2);
   m_second += 1;
   EXPECT_TRUE(Await([&] { return m_sent == 3; }));
-  EXPECT_EQ(host.m_removed, 0);  // expiry is silent
-  EXPECT_TRUE(host.Works());
+  EXPECT_EQ(application.m_removed, 0);  // expiry is silent
+  EXPECT_TRUE(application.Works());
   EXPECT_EQ(Uninitialize(), SSDP_SUCCESS);
 }
 
 TEST_F(ClockTest, LeapsOverTheExpiryOfAPeer) {
-  Peer peer;
-  Host host;
+  Peer peer = Peer::InGroup();
+  Application application;
   ASSERT_EQ(Initialize(), SSDP_SUCCESS);
-  peer.Send(AliveOf("peer"));
-  EXPECT_TRUE(Await([&] { return host.m_added == 1; }));
+  peer.Send(Alive("peer"));
+  EXPECT_TRUE(Await([&] { return application.m_added == 1; }));
   m_second -= kTenYears;
   Pass();
   EXPECT_EQ(Known(), 1u);
@@ -254,8 +254,8 @@ TEST_F(ClockTest, LeapsOverTheExpiryOfAPeer) {
   m_second += kTenYears;
   Pass();
   EXPECT_EQ(Known(), 0u);
-  EXPECT_EQ(host.m_removed, 0);
-  EXPECT_TRUE(host.Works());
+  EXPECT_EQ(application.m_removed, 0);
+  EXPECT_TRUE(application.Works());
   EXPECT_EQ(Uninitialize(), SSDP_SUCCESS);
 }
 
@@ -269,14 +269,14 @@ TEST_F(ClockTest, LeapsBackDuringADelayAndTheStopIsBounded) {
     waiting = true;
     return seam::real.pthread_cond_timedwait(cond, mutex, deadline);
   };
-  Peer peer;
-  Host host;
+  Peer peer = Peer::InGroup();
+  Application application;
   ASSERT_EQ(Initialize(), SSDP_SUCCESS);
-  peer.Send(SearchOf());
+  peer.Send(MSearch());
   EXPECT_TRUE(Await([&] { return waiting.load(); }));
-  EXPECT_EQ(host.m_searched, 0);
+  EXPECT_EQ(application.m_searched, 0);
   EXPECT_EQ(Uninitialize(), SSDP_SUCCESS);
-  EXPECT_EQ(host.m_searched, 1);
+  EXPECT_EQ(application.m_searched, 1);
   EXPECT_EQ(m_output.Text(), "");
 }
 

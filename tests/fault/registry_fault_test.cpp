@@ -5,7 +5,6 @@
 #include <string>
 
 #include "fault.h"
-#include "peer.h"
 #include "ssdp.h"
 
 namespace fault {
@@ -181,7 +180,7 @@ INSTANTIATE_TEST_SUITE_P(Accesses, UnknownNameTest, testing::Values("SetConfig",
 class UnlockedServiceTest : public RegistryFaultTest {};
 
 TEST_F(UnlockedServiceTest, KeepsTheTable) {
-  Host host;
+  Application application;
   DeviceInfo device;
   device.m_uuid = "peer";
   std::map<std::string, DeviceInfo*> devices;
@@ -193,9 +192,9 @@ TEST_F(UnlockedServiceTest, KeepsTheTable) {
   });
   EXPECT_EQ(devices.count("peer"), 1u);
   EXPECT_EQ(m_output.Text(), "");
-  EXPECT_EQ(host.m_added, 1);
-  EXPECT_EQ(host.m_refreshed, 1);
-  EXPECT_EQ(host.m_removed, 1);
+  EXPECT_EQ(application.m_added, 1);
+  EXPECT_EQ(application.m_refreshed, 1);
+  EXPECT_EQ(application.m_removed, 1);
   ASSERT_EQ(Initialize(), SSDP_SUCCESS);
   EXPECT_EQ(Uninitialize(), SSDP_SUCCESS);
 }

@@ -6,7 +6,6 @@
 #include <map>
 
 #include "fault.h"
-#include "peer.h"
 
 namespace fault {
 namespace {
@@ -41,19 +40,19 @@ class SendFaultTest : public FaultTest, public testing::WithParamInterface<const
 };
 
 TEST_P(SendFaultTest, OfAnAnnouncementIsReported) {
-  Host host;
+  Application application;
   ASSERT_EQ(Initialize(), SSDP_SUCCESS);
   m_failing = true;
   EXPECT_EQ(Announce(), SSDP_FAILURE);
   m_failing = false;
   EXPECT_EQ(m_output.Text(), kNotifyLine + kAnnounceLine);
   EXPECT_EQ(m_failures, 1);  // no retry
-  EXPECT_TRUE(host.Works());
+  EXPECT_TRUE(application.Works());
   EXPECT_EQ(Uninitialize(), SSDP_SUCCESS);
 }
 
 TEST_P(SendFaultTest, OfASearchIsReported) {
-  Host host;
+  Application application;
   ASSERT_EQ(Initialize(), SSDP_SUCCESS);
   m_failing = true;
   EXPECT_EQ(libSSDP::Search(), SSDP_FAILURE);
@@ -63,30 +62,30 @@ TEST_P(SendFaultTest, OfASearchIsReported) {
       Line("SearchNetwork", "bytes == config.m_msearch_header.length()", "source/ssdphandler.cpp") +
           Line("Search", "m_handler->SearchNetwork(this) == SSDP_SUCCESS", kService));
   EXPECT_EQ(m_failures, 1);
-  EXPECT_TRUE(host.Works());
+  EXPECT_TRUE(application.Works());
   EXPECT_EQ(Uninitialize(), SSDP_SUCCESS);
 }
 
 TEST_P(SendFaultTest, OfAnAnswerIsReported) {
-  Peer peer;
-  Host host;
+  Peer peer = Peer::InGroup();
+  Application application;
   ASSERT_EQ(Initialize(), SSDP_SUCCESS);
   m_failing = true;
-  peer.Send(SearchOf());
+  peer.Send(MSearch());
   EXPECT_TRUE(Await([&] { return m_failures == 1; }));
   m_failing = false;
-  peer.Send(AliveOf("peer"));  // read after the answer is done with
-  EXPECT_TRUE(Await([&] { return host.m_added == 1; }));
+  peer.Send(Alive("peer"));  // read after the answer is done with
+  EXPECT_TRUE(Await([&] { return application.m_added == 1; }));
   EXPECT_EQ(m_output.Text(), Line("ProcessMSearch", "bytes == rconfig.m_response_header.length()",
                                   "source/ssdplistener.cpp"));
-  EXPECT_EQ(host.m_searched, 1);
-  EXPECT_TRUE(host.Works());
+  EXPECT_EQ(application.m_searched, 1);
+  EXPECT_TRUE(application.Works());
   EXPECT_EQ(Uninitialize(), SSDP_SUCCESS);
 }
 
 // Without its goodbye the service runs on.
 TEST_P(SendFaultTest, OfTheByebyeStopsTheStop) {
-  Host host;
+  Application application;
   ASSERT_EQ(Initialize(), SSDP_SUCCESS);
   m_failing = true;
   EXPECT_EQ(Uninitialize(), SSDP_FAILURE);
@@ -96,7 +95,7 @@ TEST_P(SendFaultTest, OfTheByebyeStopsTheStop) {
                                "m_handler->AnnounceNetwork(\"ssdp:byebye\", this) == SSDP_SUCCESS",
                                kService));
   EXPECT_EQ(Threads(), m_threads + 3);
-  EXPECT_TRUE(host.Works());
+  EXPECT_TRUE(application.Works());
   EXPECT_EQ(Uninitialize(), SSDP_SUCCESS);
 }
 
@@ -112,7 +111,7 @@ TEST_P(SendFaultTest, OfAPeriodicAnnouncementWaitsForTheNextPeriod) {
     ++passes;
     return seam::real.usleep(1000);
   };
-  Host host(true);
+  Application application(true);
   m_failing = true;
   ASSERT_EQ(Initialize(), SSDP_SUCCESS);
   EXPECT_TRUE(Await([&] { return passes > 5; }));
@@ -124,9 +123,9 @@ TEST_P(SendFaultTest, OfAPeriodicAnnouncementWaitsForTheNextPeriod) {
   const int before = passes;
   EXPECT_TRUE(Await([&] { return passes > before + 5; }));
   EXPECT_EQ(m_failures, 1);
-  EXPECT_EQ(host.m_added, 0);
+  EXPECT_EQ(application.m_added, 0);
   second = 1000000 + 1800;
-  EXPECT_TRUE(Await([&] { return host.m_added == 1; }));
+  EXPECT_TRUE(Await([&] { return application.m_added == 1; }));
   EXPECT_EQ(Uninitialize(), SSDP_SUCCESS);
 }
 
@@ -141,12 +140,12 @@ TEST_F(FaultTest, APauseThatFailsIsReportedAndTheLoopGoesOn) {
     return Fails(fault, EINTR) ? -1 : seam::real.usleep(1000);
   };
   seam::calls.rand = [] { return 0; };
-  Host host(true);
+  Application application(true);
   ASSERT_EQ(Initialize(), SSDP_SUCCESS);
   EXPECT_TRUE(Await([&] { return pauses > 5; }));
   EXPECT_EQ(m_output.Text(),
             Line("Task", "(usleep(200000) >= 0)", "Interrupted system call", kService));
-  EXPECT_TRUE(host.Works());
+  EXPECT_TRUE(application.Works());
   EXPECT_EQ(Uninitialize(), SSDP_SUCCESS);
 }
 
@@ -159,7 +158,7 @@ TEST_F(FaultTest, PausesThatAlwaysFailAreNoSpin) {
     errno = EPERM;
     return -1;
   };
-  Host host;
+  Application application;
   const auto start = std::chrono::steady_clock::now();
   ASSERT_EQ(Initialize(), SSDP_SUCCESS);
   EXPECT_TRUE(Await([&] { return pauses >= 4; }));
@@ -182,12 +181,12 @@ TEST_F(FaultTest, InterfacesThatCannotBeToldDoNotStopTheStart) {
   };
   int freed = 0;
   seam::calls.freeifaddrs = [&](ifaddrs*) { ++freed; };
-  Host host;
+  Application application;
   SetNetworkInterface("lo");
   ASSERT_EQ(Initialize(), SSDP_SUCCESS);
   EXPECT_EQ(fault.Failures(), 2);
   EXPECT_EQ(freed, 0);
-  EXPECT_TRUE(host.Works());
+  EXPECT_TRUE(application.Works());
   EXPECT_EQ(Uninitialize(), SSDP_SUCCESS);
   EXPECT_EQ(m_output.Text(), "");
 }

@@ -4,7 +4,6 @@
 #include <vector>
 
 #include "fault.h"
-#include "peer.h"
 
 namespace fault {
 namespace {
@@ -88,30 +87,30 @@ class SocketFaultTest : public FaultTest, public testing::WithParamInterface<Soc
   }
 
   // The listener hears nothing, but our messages leave and the answers to them arrive.
-  static void HandlerWorks(Host& host) {
-    Peer peer;
+  static void HandlerWorks(Application& application) {
+    Peer peer = Peer::InGroup();
     EXPECT_EQ(Announce(), SSDP_SUCCESS);
     EXPECT_NE(peer.Receive("NTS: ssdp:alive"), "");
     EXPECT_EQ(libSSDP::Search(), SSDP_SUCCESS);
     ASSERT_NE(peer.Receive("M-SEARCH"), "");
-    peer.Answer(AnswerOf("peer"));
-    EXPECT_TRUE(Await([&] { return host.m_added > 0; }));
+    peer.Answer(Response("peer"));
+    EXPECT_TRUE(Await([&] { return application.m_added > 0; }));
   }
 
   // Nothing of ours leaves, but others are heard, and their searches are answered.
-  void ListenerWorks(Host& host) {
+  void ListenerWorks(Application& application) {
     m_output.Clear();
     EXPECT_EQ(Announce(), SSDP_FAILURE);
     EXPECT_EQ(libSSDP::Search(), SSDP_FAILURE);
     EXPECT_EQ(m_output.Count("bytes == config.m_notify_header.length() failed."), 1);
     EXPECT_EQ(m_output.Count("bytes == config.m_msearch_header.length() failed."), 1);
-    Peer peer;
-    peer.Send(AliveOf("peer"));
-    peer.Send(SearchOf());
-    EXPECT_TRUE(Await([&] { return host.m_added == 1 && host.m_searched == 1; }));
+    Peer peer = Peer::InGroup();
+    peer.Send(Alive("peer"));
+    peer.Send(MSearch());
+    EXPECT_TRUE(Await([&] { return application.m_added == 1 && application.m_searched == 1; }));
     EXPECT_EQ(Uninitialize(), SSDP_FAILURE);  // no byebye, no end
-    peer.Send(AliveOf("another"));
-    EXPECT_TRUE(Await([&] { return host.m_added == 2; }));
+    peer.Send(Alive("another"));
+    EXPECT_TRUE(Await([&] { return application.m_added == 2; }));
   }
 
   std::atomic<bool> m_pretend_sending{false};
@@ -121,16 +120,16 @@ class SocketFaultTest : public FaultTest, public testing::WithParamInterface<Soc
 };
 
 TEST_P(SocketFaultTest, IsReportedAndTheRestWorks) {
-  Host host;
+  Application application;
   EXPECT_EQ(m_output.Text(), GetParam().report);
   ASSERT_EQ(Initialize(), SSDP_SUCCESS);
   EXPECT_EQ(m_output.Text(), GetParam().report);
   if (GetParam().left == Left::kAll) {
-    EXPECT_TRUE(host.Works());
+    EXPECT_TRUE(application.Works());
   } else if (GetParam().left == Left::kHandler) {
-    HandlerWorks(host);
+    HandlerWorks(application);
   } else {
-    ListenerWorks(host);
+    ListenerWorks(application);
   }
   m_pretend_sending = true;
   EXPECT_EQ(Uninitialize(), SSDP_SUCCESS);
@@ -158,9 +157,9 @@ TEST_F(FaultTest, CloseOnExecIsAWishOnly) {
   seam::calls.fcntl = [&](int fd, int command, int argument) {
     return Fails(fault, EPERM) ? -1 : seam::real.fcntl(fd, command, argument);
   };
-  Host host;
+  Application application;
   ASSERT_EQ(Initialize(), SSDP_SUCCESS);
-  EXPECT_TRUE(host.Works());
+  EXPECT_TRUE(application.Works());
   EXPECT_EQ(Uninitialize(), SSDP_SUCCESS);
   EXPECT_EQ(fault.Failures(), 2);
   EXPECT_EQ(m_output.Text(), "");

@@ -3,7 +3,6 @@
 #include <arpa/inet.h>
 
 #include "fault.h"
-#include "peer.h"
 #include "ssdpstorage.h"
 
 namespace fault {
@@ -66,14 +65,14 @@ std::string NameOf(const testing::TestParamInfo<StoreFault>& test) {
 class StartFaultTest : public StoreFaultTest {};
 
 TEST_P(StartFaultTest, StopsTheStart) {
-  Host host;
+  Application application;
   m_armed = true;
   EXPECT_EQ(Initialize(), SSDP_FAILURE);
   EXPECT_EQ(m_output.Text(),
             GetParam().report + Line("Init", "m_ssdpstore->Init() == SSDP_SUCCESS", kService));
   EXPECT_EQ(Threads(), m_threads);
   ASSERT_EQ(Initialize(), SSDP_SUCCESS);
-  EXPECT_TRUE(host.Works());
+  EXPECT_TRUE(application.Works());
   EXPECT_EQ(Uninitialize(), SSDP_SUCCESS);
 }
 
@@ -127,11 +126,11 @@ INSTANTIATE_TEST_SUITE_P(
 class InterfaceFaultTest : public StoreFaultTest {};
 
 TEST_P(InterfaceFaultTest, DoesNotStopTheStart) {
-  Host host;
+  Application application;
   m_armed = true;
   ASSERT_EQ(Initialize(), SSDP_SUCCESS);
   EXPECT_EQ(m_output.Text(), GetParam().report);
-  EXPECT_TRUE(host.Works());
+  EXPECT_TRUE(application.Works());
   EXPECT_EQ(Uninitialize(), SSDP_SUCCESS);
 }
 
@@ -151,7 +150,7 @@ INSTANTIATE_TEST_SUITE_P(
 class SendFaultTest : public StoreFaultTest {
  protected:
   void ExpectFailure(SSDP_STATUS (*send)(), const std::string& caller) {
-    Host host;
+    Application application;
     ASSERT_EQ(Initialize(), SSDP_SUCCESS);
     m_armed = true;
     EXPECT_EQ(send(), SSDP_FAILURE);
@@ -159,7 +158,7 @@ class SendFaultTest : public StoreFaultTest {
     EXPECT_EQ(m_sent, 0);
     EXPECT_EQ(send(), SSDP_SUCCESS);
     EXPECT_EQ(m_sent, 1);
-    EXPECT_TRUE(host.Works());
+    EXPECT_TRUE(application.Works());
     EXPECT_EQ(Uninitialize(), SSDP_SUCCESS);
   }
 };
@@ -175,7 +174,7 @@ TEST_P(AnnounceFaultTest, SendsNothing) {
 
 // The goodbye needs the same settings. Without it the service runs on, and can be stopped later.
 TEST_P(AnnounceFaultTest, StopsTheStop) {
-  Host host;
+  Application application;
   ASSERT_EQ(Initialize(), SSDP_SUCCESS);
   m_armed = true;
   EXPECT_EQ(Uninitialize(), SSDP_FAILURE);
@@ -184,7 +183,7 @@ TEST_P(AnnounceFaultTest, StopsTheStop) {
                 Line("DeInit", "m_handler->AnnounceNetwork(\"ssdp:byebye\", this) == SSDP_SUCCESS",
                      kService));
   EXPECT_EQ(m_sent, 0);
-  EXPECT_TRUE(host.Works());
+  EXPECT_TRUE(application.Works());
   EXPECT_EQ(Uninitialize(), SSDP_SUCCESS);
 }
 
@@ -222,19 +221,19 @@ INSTANTIATE_TEST_SUITE_P(Settings, SearchFaultTest,
 class ListenerFaultTest : public StoreFaultTest {
  protected:
   // Whatever else the listener reads, it's one datagram at a time in the order of arrival.
-  void ExpectLoss(const std::string& message, std::atomic<int> Host::*event) {
-    Peer peer;
-    Host host;
+  void ExpectLoss(const std::string& message, std::atomic<int> Application::*event) {
+    Peer peer = Peer::InGroup();
+    Application application;
     ASSERT_EQ(Initialize(), SSDP_SUCCESS);
     m_armed = true;
     peer.Send(message);
     peer.Send(message);
-    peer.Send(AliveOf("last"));
-    EXPECT_TRUE(Await([&] { return host.m_added == 1; }));
+    peer.Send(Alive("last"));
+    EXPECT_TRUE(Await([&] { return application.m_added == 1; }));
     m_armed = false;
-    EXPECT_EQ((host.*event).load(), 1);
+    EXPECT_EQ((application.*event).load(), 1);
     EXPECT_EQ(m_output.Text(), GetParam().report);
-    EXPECT_TRUE(host.Works());
+    EXPECT_TRUE(application.Works());
     EXPECT_EQ(Uninitialize(), SSDP_SUCCESS);
   }
 };
@@ -243,11 +242,11 @@ class ResponseFaultTest : public ListenerFaultTest {};
 class NotifyFaultTest : public ListenerFaultTest {};
 
 TEST_P(ResponseFaultTest, LosesOneSearch) {
-  ExpectLoss(SearchOf(), &Host::m_searched);
+  ExpectLoss(MSearch(), &Application::m_searched);
 }
 
 TEST_P(NotifyFaultTest, LosesOneAnnouncement) {
-  ExpectLoss(ByebyeOf("peer"), &Host::m_removed);
+  ExpectLoss(Byebye("peer"), &Application::m_removed);
 }
 
 StoreFault Listening(const char* name, const char* setting, const char* function,
@@ -283,17 +282,17 @@ TEST_F(FaultTest, AReceiverWithoutSearchTargetEnds) {
     ++failures;
     return true;
   };
-  Host host;
+  Application application;
   ASSERT_EQ(Initialize(), SSDP_SUCCESS);
   const size_t running = Threads();
   {
-    Peer peer;
+    Peer peer = Peer::InGroup();
     // The listener hears the search too: it has to be past it before the fault begins.
     EXPECT_EQ(libSSDP::Search(), SSDP_SUCCESS);
     ASSERT_NE(peer.Receive("M-SEARCH"), "");
-    EXPECT_TRUE(Await([&] { return host.m_searched == 1 && host.m_added == 1; }));
+    EXPECT_TRUE(Await([&] { return application.m_searched == 1 && application.m_added == 1; }));
     armed = true;
-    peer.Answer(AnswerOf("peer"));
+    peer.Answer(Response("peer"));
     EXPECT_TRUE(Await([&] { return Threads() == running - 1; }));
     armed = false;
   }
@@ -302,10 +301,10 @@ TEST_F(FaultTest, AReceiverWithoutSearchTargetEnds) {
       m_output.Text(),
       Line("Task", "m_ssdpstore->GetConfig(sconfig.m_name, sconfig) == SSDP_SUCCESS", kHandler));
   EXPECT_EQ(Announce(), SSDP_SUCCESS);
-  EXPECT_TRUE(Await([&] { return host.m_refreshed == 1; }));
+  EXPECT_TRUE(Await([&] { return application.m_refreshed == 1; }));
   EXPECT_EQ(Uninitialize(), SSDP_SUCCESS);
   ASSERT_EQ(Initialize(), SSDP_SUCCESS);
-  EXPECT_TRUE(host.Works());
+  EXPECT_TRUE(application.Works());
   EXPECT_EQ(Uninitialize(), SSDP_SUCCESS);
 }
 
@@ -316,19 +315,19 @@ TEST_F(FaultTest, AnAnnouncementWithoutTimeOutIsSkipped) {
   seam::failures.get_config = [&](const std::string& name) {
     return name == "ssdp_config_notify_timeout" && fault.Hits();
   };
-  Host host(true);
+  Application application(true);
   ASSERT_EQ(Initialize(), SSDP_SUCCESS);
-  EXPECT_TRUE(Await([&] { return host.m_added == 1; }));
+  EXPECT_TRUE(Await([&] { return application.m_added == 1; }));
   EXPECT_EQ(m_output.Text(),
             "[#] Task: GetConfig() failed for SSDP_CONFIG_NOTIFY_TIMEOUT \n source/ssdp.cpp\n");
-  EXPECT_TRUE(host.Works());
+  EXPECT_TRUE(application.Works());
   EXPECT_EQ(Uninitialize(), SSDP_SUCCESS);
 }
 
 // The host's own accesses.
 TEST_F(FaultTest, ASetterThatFailsSaysSo) {
   seam::failures.set_config = [](const std::string& name) { return name == "ssdp_config_uuid"; };
-  Host host;  // its SetUUID fails
+  Application application;  // its SetUUID fails
   EXPECT_EQ(SetUUID("lamp"), SSDP_FAILURE);
   const std::string line =
       Line("SetConfig", "m_ssdpstore->SetConfig(name, config) == SSDP_SUCCESS", kService);
@@ -342,7 +341,7 @@ TEST_F(FaultTest, ASetterThatFailsSaysSo) {
 }
 
 TEST_F(FaultTest, AGetterThatFailsSaysSoAndGivesTheDefault) {
-  Host host;
+  Application application;
   seam::failures.get_config = [](const std::string& name) { return name == "ssdp_config_uuid"; };
   std::string uuid = "unchanged";
   EXPECT_EQ(GetUUID(uuid), SSDP_FAILURE);

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "lines.h"
+#include "messages.h"
 #include "trial.h"
 #include "world.h"
 
@@ -25,45 +26,10 @@ using libSSDP::DeviceInfo;
 // What the device under test is.
 inline const std::string kTarget = "urn:schemas-example-org:device:Light:1";
 
-inline const std::string kAlive =
-    "NOTIFY * HTTP/1.1\r\n"
-    "Host: 239.255.255.250:1900\r\n"
-    "Cache-Control: max-age=1800\r\n"
-    "NTS: ssdp:alive\r\n"
-    "NT: urn:schemas-example-org:device:Light:1\r\n"
-    "USN: uuid:1234::urn:schemas-example-org:device:Light:1\r\n"
-    "Status: on\r\n"
-    "\r\n";
-
-inline const std::string kByebye =
-    "NOTIFY * HTTP/1.1\r\n"
-    "Host: 239.255.255.250:1900\r\n"
-    "Cache-Control: max-age=1800\r\n"
-    "NTS: ssdp:byebye\r\n"
-    "NT: urn:schemas-example-org:device:Light:1\r\n"
-    "USN: uuid:1234::urn:schemas-example-org:device:Light:1\r\n"
-    "Status: on\r\n"
-    "\r\n";
-
-// The same, as an answer to a search.
-inline const std::string kReply =
-    "HTTP/1.1 200 OK\r\n"
-    "Cache-Control: max-age=1800\r\n"
-    "DATE: Sun Nov 15 14:22:59 2026\n\rEXT: \r\n"
-    "SERVER: lamp\r\n"
-    "ST: urn:schemas-example-org:device:Light:1\r\n"
-    "USN: uuid:1234::urn:schemas-example-org:device:Light:1\r\n"
-    "Status: on\r\n"
-    "\r\n";
-
-inline const std::string kSearch =
-    "M-SEARCH * HTTP/1.1\r\n"
-    "Host: 239.255.255.250:1900\r\n"
-    "MAN: \"ssdp:discover\"\r\n"
-    "MX: 3\r\n"
-    "ST: urn:schemas-example-org:device:Light:1\r\n"
-    "USER-AGENT: lamp\r\n"
-    "\r\n";
+inline const std::string kAlive = support::Alive("1234");
+inline const std::string kByebye = support::Byebye("1234");
+inline const std::string kReply = support::Response("1234");
+inline const std::string kSearch = support::MSearch(3);
 
 // Of the device under test.
 inline const std::string kAnswer =

@@ -5,6 +5,7 @@
 #include <ctime>
 #include <limits>
 
+#include "messages.h"
 #include "targets.h"
 #include "trial.h"
 
@@ -41,19 +42,20 @@ void TakeChance(Chance& chance, uint32_t hash) {
 void Reply(const std::string& input) {
   Trial trial;
   TakeChance(trial.chance, Hash(input));
-  trial.Unicast({ValidReply("before"), {input, 0x0A000001, 1900}, ValidReply("after")});
+  trial.Unicast(
+      {{support::Response("before")}, {input, 0x0A000001, 1900}, {support::Response("after")}});
 }
 
 void Notify(const std::string& input) {
   Trial trial;
   TakeChance(trial.chance, Hash(input));
-  trial.Group({ValidNotify("before"), {input, 0x0A000001, 1900}, ValidNotify("after")});
+  trial.Group({{support::Alive("before")}, {input, 0x0A000001, 1900}, {support::Alive("after")}});
 }
 
 void MSearch(const std::string& input) {
   Trial trial;
   TakeChance(trial.chance, Hash(input));
-  trial.Group({ValidSearch(), {input, 0x0A000001, 1900}, ValidSearch()});
+  trial.Group({{support::MSearch()}, {input, 0x0A000001, 1900}, {support::MSearch()}});
 }
 
 }  // namespace fuzz

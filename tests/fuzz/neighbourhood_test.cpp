@@ -38,8 +38,8 @@ class Neighbourhood : public testing::TestWithParam<Form> {
  protected:
   // Sends `texts` to a fresh service, at both sockets, each followed by a valid message.
   static void Send(const std::vector<std::string>& texts) {
-    const Arrival alive = fuzz::ValidNotify("valid");
-    const Arrival reply = fuzz::ValidReply("valid");
+    const Arrival alive = {support::Alive("valid")};
+    const Arrival reply = {support::Response("valid")};
     fuzz::Trial trial;
     trial.chance.random = 1234567;
     trial.judges_tables = false;

@@ -101,24 +101,4 @@ void Set(const Settings& settings) {
   libSSDP::SetNotifyTimeOut(settings.notify_timeout);
 }
 
-Arrival ValidNotify(const std::string& uuid) {
-  return {
-      "NOTIFY * HTTP/1.1\r\nHost: 239.255.255.250:1900\r\nCache-Control: max-age=60\r\n"
-      "NTS: ssdp:alive\r\nNT: urn:schemas-example-org:device:Light:1\r\nUSN: uuid:" +
-      uuid + "::urn:schemas-example-org:device:Light:1\r\nStatus: on\r\n\r\n"};
-}
-
-Arrival ValidReply(const std::string& uuid) {
-  return {
-      "HTTP/1.1 200 OK\r\nCache-Control: max-age=60\r\nDATE: \rEXT: \r\nSERVER: \r\n"
-      "ST: urn:schemas-example-org:device:Light:1\r\nUSN: uuid:" +
-      uuid + "::urn:schemas-example-org:device:Light:1\r\nStatus: on\r\n\r\n"};
-}
-
-Arrival ValidSearch() {
-  return {
-      "M-SEARCH * HTTP/1.1\r\nHost: 239.255.255.250:1900\r\nMAN: \"ssdp:discover\"\r\n"
-      "MX: 2\r\nST: urn:schemas-example-org:device:Light:1\r\nUSER-AGENT: \r\n\r\n"};
-}
-
 }  // namespace fuzz

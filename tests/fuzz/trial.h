@@ -47,11 +47,6 @@ class Trial {
 // Hands the settings to the library as a host does.
 void Set(const Settings& settings);
 
-// A NOTIFY, a search reply and an M-SEARCH that the default settings understand.
-Arrival ValidNotify(const std::string& uuid);
-Arrival ValidReply(const std::string& uuid);
-Arrival ValidSearch();
-
 }  // namespace fuzz
 
 #endif

@@ -8,7 +8,9 @@
 #include <atomic>
 #include <string>
 
-#include "host.h"
+#include "application.h"
+#include "messages.h"
+#include "peer.h"
 #include "process.h"
 #include "seam.h"
 
@@ -63,21 +65,21 @@ class Child : public testing::Test {
 
   static void ExpectToHear() {
     const int before = heard;
-    EXPECT_TRUE(m_peer->Tell(host::Alive("peer", "on")));
+    EXPECT_TRUE(m_peer->Send(support::Alive("peer", "on")));
     EXPECT_TRUE(support::Await([&] { return heard > before; })) << "the parent is deaf";
   }
 
-  void SetUp() override { m_peer = std::make_unique<host::Peer>(); }
+  void SetUp() override { m_peer = std::make_unique<support::Peer>(); }
   void TearDown() override { m_peer.reset(); }
 
-  static std::unique_ptr<host::Peer> m_peer;
+  static std::unique_ptr<support::Peer> m_peer;
 };
 
-std::unique_ptr<host::Peer> Child::m_peer;
+std::unique_ptr<support::Peer> Child::m_peer;
 
 TEST_F(Child, LeavesTheParentsServiceAlone) {
-  host::Light light(true, OnEvent);
-  light.Start();
+  support::Application application(true, OnEvent);
+  application.Start();
   ExpectToHear();
   EXPECT_EQ(ResultOfChild(CallEverything), 0);
   ExpectToHear();  // after whatever the child sent
@@ -85,16 +87,16 @@ TEST_F(Child, LeavesTheParentsServiceAlone) {
   std::string uuid;
   EXPECT_EQ(GetUUID(uuid), SSDP_SUCCESS);
   EXPECT_EQ(Announce(), SSDP_SUCCESS);
-  light.Stop();
+  application.Stop();
 }
 
 TEST_F(Child, OfALockedTableDoesNotHang) {
-  host::Light light(true, OnEvent);
-  light.Start();
+  support::Application application(true, OnEvent);
+  application.Start();
   fork_in_callback = true;
   ExpectToHear();
   EXPECT_EQ(child_result, 0);
-  light.Stop();
+  application.Stop();
 }
 
 TEST_F(Child, OfADelayedResponseDoesNotHang) {
@@ -105,32 +107,32 @@ TEST_F(Child, OfADelayedResponseDoesNotHang) {
     waiting = true;
     return seam::real.pthread_cond_timedwait(cond, mutex, deadline);
   };
-  host::Light light(false, OnEvent);
-  light.Start();
-  EXPECT_TRUE(m_peer->Tell(host::Query(100)));
+  support::Application application(false, OnEvent);
+  application.Start();
+  EXPECT_TRUE(m_peer->Send(support::MSearch(100)));
   EXPECT_TRUE(support::Await([&] { return waiting.load(); }));
   EXPECT_EQ(ResultOfChild(CallEverything), 0);
-  light.Stop();
+  application.Stop();
 }
 
 // As daemon(3) does it: what was created before the fork is started after it.
 TEST_F(Child, StartsWhatItsParentCreatedOnly) {
-  host::Light light(false, OnEvent);
+  support::Application application(false, OnEvent);
   EXPECT_EQ(ResultOfChild([] {
               int failed = Initialize() + Announce() + Search() + SetStatus("daemon");
               failed += Uninitialize();
               return failed + Initialize() + Uninitialize();
             }),
             0);
-  light.Start();  // with the parent's own sockets, which the child has left open
+  application.Start();  // with the parent's own sockets, which the child has left open
   ExpectToHear();
-  light.Stop();
+  application.Stop();
 }
 
 TEST_F(Child, OfAStoppedServiceStartsIt) {
-  host::Light light(false, OnEvent);
-  light.Start();
-  light.Stop();
+  support::Application application(false, OnEvent);
+  application.Start();
+  application.Stop();
   EXPECT_EQ(ResultOfChild([] { return Initialize() + Announce() + Uninitialize(); }), 0);
 }
 

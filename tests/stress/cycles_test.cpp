@@ -6,7 +6,7 @@
 #include <atomic>
 #include <utility>
 
-#include "host.h"
+#include "application.h"
 #include "process.h"
 #include "seam.h"
 #include "ssdphandler.h"
@@ -88,14 +88,14 @@ TEST(Cycles, AServiceLeavesNothingBehind) {
     return seam::real.recvfrom(fd, data, size, flags, from, length);
   };
   std::atomic<int> added{0};
-  host::Light light(true, count_ourselves, &added);
+  support::Application application(true, count_ourselves, &added);
   ExpectFlat("service", support::Scaled("cycles of the whole service", 1000), [&] {
     const int seen = added;
     receiving = 0;
-    light.Start();
+    application.Start();
     // So that every life has a device to forget: our own announcement comes back.
     ASSERT_TRUE(support::Await([&] { return added > seen && receiving == 2; }));
-    light.Stop();
+    application.Stop();
   });
   seam::Reset();
 }

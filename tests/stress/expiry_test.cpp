@@ -10,9 +10,11 @@
 #include <string>
 #include <thread>
 
-#include "host.h"
+#include "application.h"
 #include "load.h"
 #include "memory.h"
+#include "messages.h"
+#include "peer.h"
 #include "process.h"
 
 namespace {
@@ -51,18 +53,18 @@ size_t Count(double& longest) {
 // All devices announce themselves so that their time runs out at second `end`.
 void AnnounceAll(int end) {
   const soak::Inlet inlet;
-  host::Peer peer;
+  support::Peer peer;
   for (size_t i = 0; i < kDevices; ++i) {
     ASSERT_TRUE(
-        peer.Tell(host::Alive(std::to_string(i), "on", end - static_cast<int>(WallClock()))));
+        peer.Send(support::Alive(std::to_string(i), "on", end - static_cast<int>(WallClock()))));
     if (i % 10 == 9) inlet.AwaitRoom();
   }
 }
 
 TEST(Expiry, OfTenThousandInOneSecond) {
   Judge judge;
-  host::Light light(false, Judge::Callback, &judge);
-  light.Start();
+  support::Application application(false, Judge::Callback, &judge);
+  application.Start();
   const size_t blocks = memory::LiveBlocks();
   for (const double over = support::Now() + soak::Seconds(1, 0.05); support::Now() < over;) {
     judge.heard = 0;
@@ -93,7 +95,7 @@ TEST(Expiry, OfTenThousandInOneSecond) {
   EXPECT_EQ(judge.removed, 0u) << "an expiry is silent";
   // From its first message on the listener keeps the memory of the search target's text.
   EXPECT_EQ(memory::LiveBlocks(), blocks + 1);
-  light.Stop();
+  application.Stop();
 }
 
 }  // namespace

@@ -10,9 +10,11 @@
 #include <thread>
 #include <vector>
 
-#include "host.h"
+#include "application.h"
 #include "load.h"
 #include "memory.h"
+#include "messages.h"
+#include "peer.h"
 #include "process.h"
 
 namespace {
@@ -21,18 +23,18 @@ namespace {
 // listener up for as long as its MX says, so a flood of them is waited out, not survived.
 std::vector<std::string> Hostile() {
   std::vector<std::string> all = {"", "x", std::string(512, '\0'), std::string(65507, 'A')};
-  const std::string alive = host::Alive("victim", "on");
+  const std::string alive = support::Alive("victim", "on");
   for (size_t length = 0; length < alive.size(); length += 7)
     all.push_back(alive.substr(0, length));
   for (size_t size : {511u, 512u, 513u, 1400u, 65507u}) {
     std::string padded = alive;
     all.push_back(padded.insert(alive.size() - 4, std::string(size - alive.size(), '%')));
-    all.push_back(host::Alive(std::string(size - alive.size() + 6, 'u'), "long"));
+    all.push_back(support::Alive(std::string(size - alive.size() + 6, 'u'), "long"));
   }
   for (const char* text : {"%s%n%x", "\x1b[2J\x1b]0;x\x07", "\xff\xfe\xc0\x80", "\"'`$(:)", "a:b",
                            "USN: uuid:other:", "Cache-Control: max-age=9", "ssdp:alive"}) {
-    all.push_back(host::Alive(text, "on"));
-    all.push_back(host::Alive("victim", text));
+    all.push_back(support::Alive(text, "on"));
+    all.push_back(support::Alive("victim", text));
   }
   for (const char* number : {"-1", "+5", "00001800", " 60", "0x10", "1e3", "2147483648",
                              "99999999999999999999999999", ""}) {
@@ -40,13 +42,13 @@ std::vector<std::string> Hostile() {
     all.push_back(odd.replace(odd.find("1800"), 4, number));
   }
   for (const char* mx : {"", "x", "0", "-0", "0x9"}) {
-    std::string search = host::Query(1);
+    std::string search = support::MSearch(1);
     all.push_back(search.replace(search.find("MX: 1") + 4, 1, mx));
   }
-  std::string elsewhere = host::Query(1000);
+  std::string elsewhere = support::MSearch(1000);
   all.push_back(elsewhere.replace(elsewhere.find("Light"), 5, "Mower"));
-  all.push_back(host::ByeBye("victim") + alive);
-  all.push_back(host::Query(0) + alive);
+  all.push_back(support::Byebye("victim") + alive);
+  all.push_back(support::MSearch(0) + alive);
   all.push_back(alive.substr(0, 40) + '\0' + alive.substr(40));
   all.push_back("\x16\x03\x01\x02\x01\x01\xfc\x03\x03");  // as TLS begins
   return all;
@@ -66,11 +68,11 @@ class Flood : public testing::Test {
   void Begin(double seconds) {
     m_over = false;
     m_sender = std::thread([this, seconds] {
-      host::Peer peer;
+      support::Peer peer;
       const std::vector<std::string> hostile = Hostile();
       const double end = support::Now() + seconds;
       for (size_t i = 0; !m_over && (i % 64 != 0 || support::Now() < end); ++i)
-        if (peer.Tell(hostile[i % hostile.size()])) ++m_sent;
+        if (peer.Send(hostile[i % hostile.size()])) ++m_sent;
       m_over = true;
     });
   }
@@ -82,11 +84,11 @@ class Flood : public testing::Test {
 
   // Announces a device until it has been seen, as devices do, only faster; says how long it took.
   double TimeUntilSeen(const std::string& uuid) {
-    host::Peer peer;
+    support::Peer peer;
     const int before = m_honest;
     const double start = support::Now();
     EXPECT_TRUE(support::Await([&] {
-      peer.Tell(host::Alive(uuid, "on"));
+      peer.Send(support::Alive(uuid, "on"));
       return m_honest > before;
     }));
     return support::Now() - start;
@@ -104,8 +106,8 @@ constexpr double kTolerated = 10;
 TEST_F(Flood, LeavesAServiceThatHearsAndStops) {
   const support::Held before = support::HeldNow();
   {
-    host::Light light(false, Callback, this);
-    light.Start();
+    support::Application application(false, Callback, this);
+    application.Start();
     const soak::Inlet inlet;
     const double seconds = soak::Seconds(5, 0.2);
     Begin(seconds);
@@ -124,7 +126,7 @@ TEST_F(Flood, LeavesAServiceThatHearsAndStops) {
     Begin(60);
     EXPECT_TRUE(support::Await([&, more = m_events + 1000] { return m_events > more; }));
     const double start = support::Now();
-    light.Stop();
+    application.Stop();
     const double stopped = support::Now() - start;
     End();
 
@@ -144,14 +146,14 @@ TEST_F(Flood, LeavesAServiceThatHearsAndStops) {
 
 // A response delay of up to ten minutes is cut short as well.
 TEST_F(Flood, OfSearchesIsStoppedInsideADelay) {
-  host::Light light(false, Callback, this);
-  light.Start();
-  host::Peer peer;
-  for (int i = 0; i < 100; ++i) EXPECT_TRUE(peer.Tell(host::Query(600)));
+  support::Application application(false, Callback, this);
+  application.Start();
+  support::Peer peer;
+  for (int i = 0; i < 100; ++i) EXPECT_TRUE(peer.Send(support::MSearch(600)));
   const soak::Inlet inlet;
   EXPECT_TRUE(support::Await([&] { return inlet.Queued() > 0; }));
   const double start = support::Now();
-  light.Stop();
+  application.Stop();
   const double stopped = support::Now() - start;
   std::ostringstream line;
   line << "flood of searches: stopped within " << stopped << " s of a response delay";

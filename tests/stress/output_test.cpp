@@ -1,16 +1,15 @@
 // SPDX-License-Identifier: MIT
 // A program whose standard output nobody reads any more.
-#include <arpa/inet.h>
 #include <fcntl.h>
 #include <gmock/gmock.h>
-#include <netinet/udp.h>
 #include <unistd.h>
 
 #include <atomic>
-#include <cstring>
 #include <future>
 
-#include "host.h"
+#include "application.h"
+#include "messages.h"
+#include "peer.h"
 #include "process.h"
 #include "seam.h"
 
@@ -23,24 +22,6 @@ void OnEvent(const libSSDP::DeviceInfo*, libSSDP::DeviceInfo* device, unsigned i
     ++searched;
   else if (device->m_uuid == "peer")
     ++heard;
-}
-
-// A search that seems to come from port 0, to which no response can be sent.
-bool SearchFromPortZero() {
-  const std::string query = host::Query(1);
-  udphdr header = {};
-  header.dest = htons(1900);
-  header.len = htons(static_cast<uint16_t>(sizeof(header) + query.size()));
-  std::string datagram(reinterpret_cast<const char*>(&header), sizeof(header));
-  datagram += query;
-  sockaddr_in group = {};
-  group.sin_family = AF_INET;
-  group.sin_addr.s_addr = inet_addr("239.255.255.250");
-  const int handle = socket(AF_INET, SOCK_RAW | SOCK_CLOEXEC, IPPROTO_UDP);
-  const ssize_t sent = sendto(handle, datagram.data(), datagram.size(), 0,
-                              reinterpret_cast<const sockaddr*>(&group), sizeof(group));
-  seam::real.close(handle);
-  return sent == static_cast<ssize_t>(datagram.size());
 }
 
 // A full pipe is standard output from construction to destruction.
@@ -80,20 +61,20 @@ TEST(FullOutput, StopsNeitherTheListenerNorTheStop) {
   constexpr int kSearches = 100;  // whose failure lines are more than a stream's buffer holds
   heard = searched = 0;
   seam::calls.rand = [] { return 0; };
-  host::Peer peer;
-  auto light = std::make_unique<host::Light>(false, OnEvent);
+  support::Peer peer;
+  auto application = std::make_unique<support::Application>(false, OnEvent);
   bool sent = true, all_searched = false, all_heard = false, stopped = false;
   {
     FullPipe pipe;
-    light->Start();
+    application->Start();
     for (int i = 0; i < kSearches; ++i) {
-      sent = SearchFromPortZero() && sent;
+      sent = support::SendFromPortZero(support::MSearch()) && sent;
       if (!support::Await([&] { return searched > i; })) break;
     }
     all_searched = searched == kSearches;
-    for (int i = 0; i < 20; ++i) sent = peer.Tell(host::Alive("peer", "on")) && sent;
+    for (int i = 0; i < 20; ++i) sent = peer.Send(support::Alive("peer", "on")) && sent;
     all_heard = all_searched && support::Await([] { return heard == 20; });
-    auto stop = std::async(std::launch::async, [&] { light->Stop(); });
+    auto stop = std::async(std::launch::async, [&] { application->Stop(); });
     stopped = stop.wait_for(std::chrono::seconds(60)) == std::future_status::ready;
     if (!stopped) pipe.Drain();  // lets it end
   }

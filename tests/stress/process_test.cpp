@@ -12,7 +12,9 @@
 #include <fstream>
 #include <thread>
 
-#include "host.h"
+#include "application.h"
+#include "messages.h"
+#include "peer.h"
 #include "process.h"
 #include "seam.h"
 
@@ -80,13 +82,13 @@ class Process : public testing::Test {
   template <typename Body>
   void WhileTrafficRuns(Body body) {
     events = 0;
-    host::Light light(true, CountEvents);
-    light.Start();
+    support::Application application(true, CountEvents);
+    application.Start();
     std::atomic<bool> over{false};
     std::thread traffic([&] {
-      host::Peer peer;
+      support::Peer peer;
       for (int i = 0; !over; ++i) {
-        peer.Tell(host::Alive("device-" + std::to_string(i % 50), "on"));
+        peer.Send(support::Alive("device-" + std::to_string(i % 50), "on"));
         std::this_thread::sleep_for(std::chrono::microseconds(200));
       }
     });
@@ -157,8 +159,8 @@ TEST_F(Process, AStormOfSignalsReachesOnlyTheHostsThreads) {
   is_ours = true;
   seam::calls.rand = [] { return 0; };  // we answer our own searches: at once
   {
-    host::Light light(true, CountEvents);
-    light.Start();
+    support::Application application(true, CountEvents);
+    application.Start();
     sigset_t storm_only;
     sigemptyset(&storm_only);
     sigaddset(&storm_only, SIGUSR1);
@@ -169,21 +171,21 @@ TEST_F(Process, AStormOfSignalsReachesOnlyTheHostsThreads) {
     });
     pthread_sigmask(SIG_UNBLOCK, &storm_only, nullptr);
 
-    host::Peer peer;
+    support::Peer peer;
     const int count = support::Scaled("calls under signals", 5000);
     const double deadline = support::Now() + 60;
     for (int i = 0; i < count || (handled_by_us < 200 && support::Now() < deadline); ++i) {
       ASSERT_EQ(libSSDP::Announce(), 0);
       ASSERT_EQ(libSSDP::Search(), 0);
       ASSERT_EQ(libSSDP::SetStatus("busy"), 0);
-      ASSERT_TRUE(peer.Tell(host::Alive("somebody", "on")));
+      ASSERT_TRUE(peer.Send(support::Alive("somebody", "on")));
     }
     // No sleep in this loop: one that is interrupted all the time never ends.
     const int heard = events;
     for (const double start = support::Now(); events == heard && support::Now() < start + 60;)
-      peer.Tell(host::Alive("somebody", "on"));
+      peer.Send(support::Alive("somebody", "on"));
     EXPECT_GT(events, heard);
-    light.Stop();
+    application.Stop();
     over = true;
     storm.join();
   }

@@ -10,9 +10,11 @@
 #include <string>
 #include <vector>
 
-#include "host.h"
+#include "application.h"
 #include "load.h"
 #include "memory.h"
+#include "messages.h"
+#include "peer.h"
 #include "process.h"
 
 namespace {
@@ -65,7 +67,7 @@ class Steady : public testing::Test {
     soak::Pace pace(kRate, kBurst);
     const double start = support::Now();
     for (size_t i = 0; i < kDevices; ++i) {
-      ASSERT_TRUE(m_peer.Tell(message(std::to_string(i))));
+      ASSERT_TRUE(m_peer.Send(message(std::to_string(i))));
       ++m_sent;
       if (i % kBurst != kBurst - 1) continue;
       if (hold_back) m_inlet.AwaitRoom();
@@ -84,7 +86,7 @@ class Steady : public testing::Test {
     size_t blocks = 0;
     for (int round = 0; round < rounds; ++round) {
       const std::string status = std::to_string(round);
-      SendRound([&](const std::string& uuid) { return host::Alive(uuid, status); }, hold_back);
+      SendRound([&](const std::string& uuid) { return support::Alive(uuid, status); }, hold_back);
       if (round == 0) {
         AwaitAll();
         blocks = memory::LiveBlocks();
@@ -113,9 +115,9 @@ class Steady : public testing::Test {
   }
 
   Judge m_judge;
-  host::Light m_light{false, Judge::Callback, &m_judge};
+  support::Application m_application{false, Judge::Callback, &m_judge};
   soak::Inlet m_inlet;
-  host::Peer m_peer;
+  support::Peer m_peer;
   uint64_t m_sent = 0;
   double m_seconds = 0;
 };
@@ -123,27 +125,27 @@ class Steady : public testing::Test {
 // The sender waits where the queue is half full, which happens only while the listener's thread
 // gets no core: then nothing at all may be lost, and all that came must be known and go again.
 TEST_F(Steady, NothingIsLostWhereTheQueueHasRoom) {
-  m_light.Start();
+  m_application.Start();
   Run(true, "steady");
   EXPECT_EQ(m_inlet.Drops(), 0u);
   std::map<std::string, libSSDP::DeviceInfo*> devices;
   EXPECT_EQ(libSSDP::GetDevices(devices), 0);
   EXPECT_EQ(devices.size(), kDevices);
   devices.clear();
-  SendRound(host::ByeBye, true);
+  SendRound([](const std::string& uuid) { return support::Byebye(uuid); }, true);
   AwaitAll();
   EXPECT_EQ(m_judge.removed, kDevices);
   EXPECT_EQ(libSSDP::GetDevices(devices), 0);
   EXPECT_TRUE(devices.empty());
-  m_light.Stop();
+  m_application.Stop();
 }
 
 // The sender doesn't care. What the system could not queue is lost before the library can see it,
 // and is counted; all that was queued gives its one event.
 TEST_F(Steady, OnlyTheSystemsQueueLosesAnything) {
-  m_light.Start();
+  m_application.Start();
   Run(false, "steady, careless");
-  m_light.Stop();
+  m_application.Stop();
 }
 
 }  // namespace

@@ -7,7 +7,9 @@
 #include <cstring>
 #include <thread>
 
-#include "host.h"
+#include "application.h"
+#include "messages.h"
+#include "peer.h"
 #include "process.h"
 #include "seam.h"
 
@@ -32,10 +34,10 @@ class Stop : public testing::Test {
   void SetUp() override { calls = searches = 0; }
   void TearDown() override { seam::Reset(); }
 
-  // Stops `light` and says how long it took.
-  static void TimeStop(host::Light& light) {
+  // Stops `application` and says how long it took.
+  static void TimeStop(support::Application& application) {
     const double start = support::Now();
-    light.Stop();
+    application.Stop();
     std::cout << "stopped within " << support::Now() - start << " s\n";
   }
 };
@@ -43,24 +45,24 @@ class Stop : public testing::Test {
 TEST_F(Stop, DuringABurstEndsAllCallbacks) {
   const int count = support::Scaled("stops during a burst", 10);
   for (int i = 0; i < count; ++i) {
-    host::Light light(true, Count);
-    light.Start();
+    support::Application application(true, Count);
+    application.Start();
     std::atomic<bool> over{false};
     std::thread burst([&] {
-      host::Peer peer;
-      const sockaddr_in replies = host::SearchSocket();
+      support::Peer peer;
+      const sockaddr_in replies = support::SearchSocket();
       while (!over) {
-        peer.Tell(host::Alive("one", "on"));
-        peer.Tell(host::Reply("two", "on"), replies);
-        peer.Tell(host::ByeBye("three"));
+        peer.Send(support::Alive("one", "on"));
+        peer.Send(support::Response("two", "on"), replies);
+        peer.Send(support::Byebye("three"));
       }
     });
     const int before = calls;
     EXPECT_TRUE(support::Await([&] { return calls > before + 20; }));
-    TimeStop(light);
+    TimeStop(application);
     const int at_stop = calls;
-    host::Peer peer;
-    for (int k = 0; k < 100; ++k) EXPECT_TRUE(peer.Tell(host::Alive("late", "on")));
+    support::Peer peer;
+    for (int k = 0; k < 100; ++k) EXPECT_TRUE(peer.Send(support::Alive("late", "on")));
     over = true;
     burst.join();
     EXPECT_EQ(calls, at_stop) << "the host was called after the stop";
@@ -76,17 +78,17 @@ TEST_F(Stop, DuringAResponseDelaySendsTheAnswerAtOnce) {
     waiting = true;  // the mutex is held: whoever signals comes after the wait has begun
     return seam::real.pthread_cond_timedwait(cond, mutex, deadline);
   };
-  host::Light light(false, Count);
-  light.Start();
-  host::Peer peer;
-  ASSERT_TRUE(peer.Tell(host::Query(100)));
+  support::Application application(false, Count);
+  application.Start();
+  support::Peer peer;
+  ASSERT_TRUE(peer.Send(support::MSearch(100)));
   ASSERT_TRUE(support::Await([&] { return waiting.load(); }));
   EXPECT_EQ(searches, 0) << "the delay was over before the stop";
   const double start = support::Now();
-  TimeStop(light);
+  TimeStop(application);
   EXPECT_LT(support::Now() - start, 60);
   EXPECT_EQ(searches, 1);
-  EXPECT_EQ(peer.Hear().rfind("HTTP/1.1 200 OK\r\nCache-Control: max-age=1800\r\n", 0), 0u);
+  EXPECT_EQ(peer.Receive().rfind("HTTP/1.1 200 OK\r\nCache-Control: max-age=1800\r\n", 0), 0u);
 }
 
 // The service thread holds the table from before the stop until the listener's socket is shut down.
@@ -105,15 +107,16 @@ TEST_F(Stop, DuringASweepWaitsForIt) {
     closing = true;
     return seam::real.shutdown(handle, how);
   };
-  host::Light light(false, Count);  // not announcing, the sweep's is the thread's only lock
-  light.Start();
-  host::Peer peer;
+  support::Application application(false,
+                                   Count);  // not announcing, the sweep's is the thread's only lock
+  application.Start();
+  support::Peer peer;
   EXPECT_TRUE(
-      support::Await([&] { return peer.Tell(host::Alive("one", "on", -10)) && calls > 0; }));
+      support::Await([&] { return peer.Send(support::Alive("one", "on", -10)) && calls > 0; }));
   armed = true;
   ASSERT_TRUE(support::Await([&] { return sweeping.load(); }));
-  peer.Tell(host::Alive("two", "on"));  // for the listener to wait at the lock as well
-  TimeStop(light);
+  peer.Send(support::Alive("two", "on"));  // for the listener to wait at the lock as well
+  TimeStop(application);
   std::map<std::string, libSSDP::DeviceInfo*> devices;
   EXPECT_EQ(libSSDP::GetDevices(devices), 0);
   EXPECT_TRUE(devices.empty());
@@ -142,14 +145,14 @@ void StopInsideTheCallbackFor(const std::string& message, bool to_search_socket)
     blocker.released = true;
     return seam::real.shutdown(handle, how);
   };
-  host::Light light(false, Blocker::Callback, &blocker);
-  light.Start();
-  host::Peer peer;
+  support::Application application(false, Blocker::Callback, &blocker);
+  application.Start();
+  support::Peer peer;
   const bool sent =
-      to_search_socket ? peer.Tell(message, host::SearchSocket()) : peer.Tell(message);
+      to_search_socket ? peer.Send(message, support::SearchSocket()) : peer.Send(message);
   ASSERT_TRUE(sent);
   ASSERT_TRUE(support::Await([&] { return blocker.inside.load(); }));
-  light.Stop();
+  application.Stop();
   EXPECT_TRUE(blocker.left);
   std::map<std::string, libSSDP::DeviceInfo*> devices;
   EXPECT_EQ(libSSDP::GetDevices(devices), 0);
@@ -157,15 +160,15 @@ void StopInsideTheCallbackFor(const std::string& message, bool to_search_socket)
 }
 
 TEST_F(Stop, DuringTheCallbackForAnAnnouncementWaitsForIt) {
-  StopInsideTheCallbackFor(host::Alive("one", "on"), false);
+  StopInsideTheCallbackFor(support::Alive("one", "on"), false);
 }
 
 TEST_F(Stop, DuringTheCallbackForAByeByeWaitsForIt) {
-  StopInsideTheCallbackFor(host::ByeBye("one"), false);
+  StopInsideTheCallbackFor(support::Byebye("one"), false);
 }
 
 TEST_F(Stop, DuringTheCallbackForAReplyWaitsForIt) {
-  StopInsideTheCallbackFor(host::Reply("one", "on"), true);
+  StopInsideTheCallbackFor(support::Response("one", "on"), true);
 }
 
 // The stop waits a second for the answer; the callback returns once it does.
@@ -179,20 +182,20 @@ TEST_F(Stop, DuringTheCallbackForASearchStillAnswersIt) {
     (void)deadline;  // on a busy machine its second may pass before the callback's thread runs
     return seam::real.pthread_cond_wait(cond, mutex);
   };
-  host::Light light(false, Blocker::Callback, &blocker);
-  light.Start();
-  host::Peer peer;
-  ASSERT_TRUE(peer.Tell(host::Query(1)));
+  support::Application application(false, Blocker::Callback, &blocker);
+  application.Start();
+  support::Peer peer;
+  ASSERT_TRUE(peer.Send(support::MSearch(1)));
   ASSERT_TRUE(support::Await([&] { return blocker.inside.load(); }));
-  TimeStop(light);
+  TimeStop(application);
   EXPECT_TRUE(blocker.left);
-  EXPECT_EQ(peer.Hear().rfind("HTTP/1.1 200 OK\r\n", 0), 0u);
+  EXPECT_EQ(peer.Receive().rfind("HTTP/1.1 200 OK\r\n", 0), 0u);
 }
 
 // A callback that outlasts the stop's patience for its answer is still waited for.
 TEST_F(Stop, DuringALongCallbackForASearchWaitsForIt) {
   seam::calls.rand = [] { return 0; };
-  StopInsideTheCallbackFor(host::Query(1), false);
+  StopInsideTheCallbackFor(support::MSearch(1), false);
 }
 
 }  // namespace

@@ -9,7 +9,9 @@
 #include <thread>
 #include <vector>
 
-#include "host.h"
+#include "application.h"
+#include "messages.h"
+#include "peer.h"
 #include "process.h"
 #include "seam.h"
 
@@ -71,12 +73,12 @@ void OnEvent(const libSSDP::DeviceInfo* old, libSSDP::DeviceInfo* device, unsign
 
 // A light on the network: comes, is heard of again, answers, asks, and leaves.
 void Traffic(const std::atomic<bool>& over) {
-  host::Peer peer;
+  support::Peer peer;
   for (unsigned i = 0; !over; ++i) {
     const std::string uuid = "device-" + std::to_string(i % 40);
-    peer.Tell(host::Alive(uuid, uuid + " is on", i % 5 == 0 ? -10 : 1800));
-    if (i % 3 == 0) peer.Tell(host::ByeBye(uuid));
-    if (i % 7 == 0) peer.Tell(host::Query(1));
+    peer.Send(support::Alive(uuid, uuid + " is on", i % 5 == 0 ? -10 : 1800));
+    if (i % 3 == 0) peer.Send(support::Byebye(uuid));
+    if (i % 7 == 0) peer.Send(support::MSearch(1));
     if (i % 16 == 0) std::this_thread::yield();
   }
 }
@@ -115,8 +117,8 @@ TEST(Threads, EveryEntryPointFromEightOfThem) {
   Seen seen;
   Contract contract;
   std::atomic<bool> over{false};
-  host::Light light(true, OnEvent, &seen);
-  light.Start();
+  support::Application application(true, OnEvent, &seen);
+  application.Start();
   std::thread traffic([&] { Traffic(over); });
 
   std::vector<std::thread> threads;
@@ -126,9 +128,9 @@ TEST(Threads, EveryEntryPointFromEightOfThem) {
         contract.Anytime([&] { CallEverything(i); });
         if (i != (t + 1) * turns / 9) continue;
         contract.Controlling([&] {  // each of them restarts the service once
-          light.Stop();
+          application.Stop();
           EXPECT_EQ(libSSDP::SetCallback(OnEvent, &seen), 0);
-          light.Start();
+          application.Start();
         });
       }
     });
@@ -138,7 +140,7 @@ TEST(Threads, EveryEntryPointFromEightOfThem) {
       support::Await([&] { return seen.added > 20 && seen.removed > 20 && seen.searched > 0; }));
   over = true;
   traffic.join();
-  light.Stop();
+  application.Stop();
   seam::Reset();
 
   std::cout << seen.added << " added, " << seen.removed << " removed, " << seen.refreshed

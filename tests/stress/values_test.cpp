@@ -10,7 +10,7 @@
 #include <thread>
 #include <vector>
 
-#include "host.h"
+#include "application.h"
 #include "process.h"
 #include "seam.h"
 
@@ -137,9 +137,9 @@ TEST(Values, AreNeverTornOnTheWire) {
     return std::strcpy(text, "Sun Nov 15 14:22:59 2026\n");
   };
   Wire wire;
-  host::Light light(false, ignore);
+  support::Application application(false, ignore);
   SetTo(true);
-  light.Start();
+  application.Start();
 
   std::atomic<bool> over{false};
   std::vector<std::thread> setters;
@@ -170,7 +170,7 @@ TEST(Values, AreNeverTornOnTheWire) {
   over = true;
   for (std::thread& setter : setters) setter.join();
   std::map<std::string, int> count = wire.Count();
-  light.Stop();
+  application.Stop();
   ExpectWhole(std::move(count));
 }
 

@@ -10,14 +10,6 @@ namespace support {
 
 using namespace libSSDP;
 
-sockaddr_in Address(const char* dotted, uint16_t port) {
-  sockaddr_in address = {};
-  address.sin_family = AF_INET;
-  address.sin_port = htons(port);
-  address.sin_addr.s_addr = inet_addr(dotted);
-  return address;
-}
-
 ScriptedSystem::ScriptedSystem() {
   seam::Reset();
   ScriptSockets();

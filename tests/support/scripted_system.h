@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "libssdp.h"
+#include "peer.h"
 #include "seam.h"
 #include "ssdpstorage.h"
 
@@ -25,9 +26,6 @@ struct Sent {
   int port;
   size_t address_length;
 };
-
-// The address as the system's calls take it.
-sockaddr_in Address(const char* dotted, uint16_t port);
 
 // A system without network, threads and time: every call of the library succeeds, does nothing and
 // writes its name to `log`. Sockets are numbered from 1000. Time stands still until the test moves
