@@ -130,39 +130,6 @@ TEST_P(JoinFaultTest, StopsTheStop) {
 INSTANTIATE_TEST_SUITE_P(Threads, JoinFaultTest, testing::Values(kListener, kHandler, kThread),
                          NameOf);
 
-class StopFaultTest : public LifecycleTest {};
-
-// A step that never fails, as things are; its caller looks all the same.
-TEST_P(StopFaultTest, StopsTheStop) {
-  size_t calls = 0;
-  seam::failures.stop = [&] { return calls++ == GetParam(); };
-  Application application;
-  ASSERT_EQ(Initialize(), SSDP_SUCCESS);
-  EXPECT_EQ(Uninitialize(), SSDP_FAILURE);
-  EXPECT_EQ(m_output.Text(), DeInitReport(GetParam(), "Stop() == SSDP_SUCCESS"));
-  EXPECT_TRUE(Await([&] { return Threads() == m_threads + 3 - GetParam(); }));
-  ASSERT_EQ(Initialize(), SSDP_SUCCESS);
-  EXPECT_TRUE(application.Works());
-  EXPECT_EQ(Uninitialize(), SSDP_SUCCESS);
-}
-
-INSTANTIATE_TEST_SUITE_P(Threads, StopFaultTest, testing::Values(kListener, kHandler, kThread),
-                         NameOf);
-
-TEST_F(FaultTest, AStoreThatCannotStopStopsTheStop) {
-  Hurry();
-  int calls = 0;
-  seam::failures.store_deinit = [&] { return calls++ == 0; };
-  Application application;
-  ASSERT_EQ(Initialize(), SSDP_SUCCESS);
-  EXPECT_EQ(Uninitialize(), SSDP_FAILURE);
-  EXPECT_EQ(m_output.Text(), InDeInit("m_ssdpstore->DeInit() == SSDP_SUCCESS"));
-  EXPECT_TRUE(Await([&] { return Threads() == m_threads + 1; }));
-  ASSERT_EQ(Initialize(), SSDP_SUCCESS);
-  EXPECT_TRUE(application.Works());
-  EXPECT_EQ(Uninitialize(), SSDP_SUCCESS);
-}
-
 // The host's own descriptors may take over the numbers of the closed sockets. They are not the
 // library's any more, whatever is asked of it.
 class ReusedDescriptorTest : public FaultTest {

@@ -3,7 +3,7 @@
 #include <arpa/inet.h>
 
 #include "fault.h"
-#include "ssdpstorage.h"
+#include "settings.h"
 
 namespace fault {
 namespace {
@@ -14,6 +14,13 @@ constexpr char kService[] = "source/ssdp.cpp";
 constexpr char kStore[] = "source/ssdpstorage.cpp";
 constexpr char kListener[] = "source/ssdplistener.cpp";
 constexpr char kHandler[] = "source/ssdphandler.cpp";
+
+class HookedApplication : public Application {
+ public:
+  explicit HookedApplication(bool announce = false) : Application(announce) {
+    support::HookSettings(*ssdpserver);
+  }
+};
 
 enum class Access { kRead, kWrite };
 
@@ -65,7 +72,7 @@ std::string NameOf(const testing::TestParamInfo<StoreFault>& test) {
 class StartFaultTest : public StoreFaultTest {};
 
 TEST_P(StartFaultTest, StopsTheStart) {
-  Application application;
+  HookedApplication application;
   m_armed = true;
   EXPECT_EQ(Initialize(), SSDP_FAILURE);
   EXPECT_EQ(m_output.Text(),
@@ -126,7 +133,7 @@ INSTANTIATE_TEST_SUITE_P(
 class InterfaceFaultTest : public StoreFaultTest {};
 
 TEST_P(InterfaceFaultTest, DoesNotStopTheStart) {
-  Application application;
+  HookedApplication application;
   m_armed = true;
   ASSERT_EQ(Initialize(), SSDP_SUCCESS);
   EXPECT_EQ(m_output.Text(), GetParam().report);
@@ -150,7 +157,7 @@ INSTANTIATE_TEST_SUITE_P(
 class SendFaultTest : public StoreFaultTest {
  protected:
   void ExpectFailure(SSDP_STATUS (*send)(), const std::string& caller) {
-    Application application;
+    HookedApplication application;
     ASSERT_EQ(Initialize(), SSDP_SUCCESS);
     m_armed = true;
     EXPECT_EQ(send(), SSDP_FAILURE);
@@ -174,7 +181,7 @@ TEST_P(AnnounceFaultTest, SendsNothing) {
 
 // The goodbye needs the same settings. Without it the service runs on, and can be stopped later.
 TEST_P(AnnounceFaultTest, StopsTheStop) {
-  Application application;
+  HookedApplication application;
   ASSERT_EQ(Initialize(), SSDP_SUCCESS);
   m_armed = true;
   EXPECT_EQ(Uninitialize(), SSDP_FAILURE);
@@ -223,7 +230,7 @@ class ListenerFaultTest : public StoreFaultTest {
   // Whatever else the listener reads, it's one datagram at a time in the order of arrival.
   void ExpectLoss(const std::string& message, std::atomic<int> Application::*event) {
     Peer peer = Peer::InGroup();
-    Application application;
+    HookedApplication application;
     ASSERT_EQ(Initialize(), SSDP_SUCCESS);
     m_armed = true;
     peer.Send(message);
@@ -282,7 +289,7 @@ TEST_F(FaultTest, AReceiverWithoutSearchTargetEnds) {
     ++failures;
     return true;
   };
-  Application application;
+  HookedApplication application;
   ASSERT_EQ(Initialize(), SSDP_SUCCESS);
   const size_t running = Threads();
   {
@@ -315,7 +322,7 @@ TEST_F(FaultTest, AnAnnouncementWithoutTimeOutIsSkipped) {
   seam::failures.get_config = [&](const std::string& name) {
     return name == "ssdp_config_notify_timeout" && fault.Hits();
   };
-  Application application(true);
+  HookedApplication application(true);
   ASSERT_EQ(Initialize(), SSDP_SUCCESS);
   EXPECT_TRUE(Await([&] { return application.m_added == 1; }));
   EXPECT_EQ(m_output.Text(),
@@ -326,22 +333,21 @@ TEST_F(FaultTest, AnAnnouncementWithoutTimeOutIsSkipped) {
 
 // The host's own accesses.
 TEST_F(FaultTest, ASetterThatFailsSaysSo) {
+  HookedApplication application;
   seam::failures.set_config = [](const std::string& name) { return name == "ssdp_config_uuid"; };
-  Application application;  // its SetUUID fails
-  EXPECT_EQ(SetUUID("lamp"), SSDP_FAILURE);
-  const std::string line =
-      Line("SetConfig", "m_ssdpstore->SetConfig(name, config) == SSDP_SUCCESS", kService);
-  EXPECT_EQ(m_output.Text(), line + line);
+  EXPECT_EQ(SetUUID("other"), SSDP_FAILURE);
+  EXPECT_EQ(m_output.Text(),
+            Line("SetConfig", "m_ssdpstore->SetConfig(name, config) == SSDP_SUCCESS", kService));
   seam::Reset();
-  std::string uuid = "unchanged";
+  std::string uuid;
   EXPECT_EQ(GetUUID(uuid), SSDP_SUCCESS);
-  EXPECT_EQ(uuid, "");
+  EXPECT_EQ(uuid, "ourselves");
   ASSERT_EQ(Initialize(), SSDP_SUCCESS);
   EXPECT_EQ(Uninitialize(), SSDP_SUCCESS);
 }
 
 TEST_F(FaultTest, AGetterThatFailsSaysSoAndGivesTheDefault) {
-  Application application;
+  HookedApplication application;
   seam::failures.get_config = [](const std::string& name) { return name == "ssdp_config_uuid"; };
   std::string uuid = "unchanged";
   EXPECT_EQ(GetUUID(uuid), SSDP_FAILURE);

@@ -13,6 +13,7 @@
 #include "libssdp.h"
 #include "peer.h"
 #include "seam.h"
+#include "settings.h"
 #include "ssdpstorage.h"
 
 namespace support {
@@ -40,7 +41,7 @@ class ScriptedSystem {
   // Has a later receive deliver `data`.
   void Deliver(const std::string& data, const char* address = "192.168.1.7", uint16_t port = 50000);
 
-  // Has "get NAME" and "set NAME" in the log too, for every access to a setting.
+  // Has "get NAME" and "set NAME" in the log too, for every access to a hooked setting.
   void LogSettings();
 
   // Has "lock" and "unlock" in the log too, whatever the mutex.

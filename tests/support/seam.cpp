@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "seam.h"
 
-#include "ssdpstorage.h"
-
 namespace seam {
 Calls calls;
 Failures failures;
@@ -52,26 +50,6 @@ extern "C" int __real_gettimeofday(timeval* now, void* zone);
 extern "C" int __wrap_gettimeofday(timeval* now, void* zone) {
   return seam::calls.gettimeofday ? seam::calls.gettimeofday(now) : __real_gettimeofday(now, zone);
 }
-
-// STEP(name, hook, (parameters), (arguments), (what the hook is given)): the same for a member of
-// the library, by its mangled name, with the object as first parameter.
-#define STEP(name, hook, parameters, arguments, given)                                  \
-  extern "C" int __real_##name parameters;                                              \
-  extern "C" int __wrap_##name parameters {                                             \
-    if (seam::failures.hook && seam::failures.hook given) return libSSDP::SSDP_FAILURE; \
-    return __real_##name arguments;                                                     \
-  }
-
-STEP(
-    _ZN7libSSDP10SSDPDevice9GetConfigERKNSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEEERNS_10SSDPConfigE,
-    get_config, (void* device, const std::string& name, libSSDP::SSDPConfig& config),
-    (device, name, config), (name))
-STEP(
-    _ZN7libSSDP10SSDPDevice9SetConfigERKNSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEEERKNS_10SSDPConfigE,
-    set_config, (void* device, const std::string& name, const libSSDP::SSDPConfig& config),
-    (device, name, config), (name))
-STEP(_ZN7libSSDP11SSDPStorage6DeInitEv, store_deinit, (void* store), (store), ())
-STEP(_ZN7libSSDP12WorkerThread4StopEv, stop, (void* worker), (worker), ())
 
 namespace seam {
 const Calls real = {

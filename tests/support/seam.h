@@ -46,14 +46,12 @@ struct Calls {
 extern Calls calls;
 extern const Calls real;
 
-// Steps of the library itself that never fail by what the system does, or not alone. Each hook says
-// whether the step is to return SSDP_FAILURE instead of being taken; an empty one lets it be taken.
-// One that always says false only watches.
+// Accesses to settings, which never fail by what the system does, for a store or service given to
+// support::HookSettings. Each hook says whether the access is to return SSDP_FAILURE; one that
+// always says false only watches.
 struct Failures {
-  std::function<bool(const std::string& name)> get_config;  // every read of a setting
+  std::function<bool(const std::string& name)> get_config;
   std::function<bool(const std::string& name)> set_config;
-  std::function<bool()> store_deinit;
-  std::function<bool()> stop;
 };
 
 extern Failures failures;

@@ -33,6 +33,11 @@ class Library : public testing::Test {
     ssdpserver = nullptr;
   }
 
+  static void CreateHooked() {
+    CreateSSDP(false);
+    support::HookSettings(*ssdpserver);
+  }
+
   // A call without a service: -1, and one line.
   void ExpectNotCreated(const char* name, const std::function<int()>& call) {
     int result = 0;
@@ -112,7 +117,6 @@ TEST_F(Library, DestroysWithoutGoodbyeOrStop) {
   CreateSSDP(true);
   Initialize();
   m_system.log.clear();
-  seam::failures.stop = [this] { return m_system.log.push_back("stop"), false; };
   DestroySSDP();
   EXPECT_THAT(m_system.log, IsEmpty());
   ssdpserver = nullptr;
@@ -143,7 +147,7 @@ TEST_F(Library, StoresEverySettingUnderItsOwnName) {
 }
 
 TEST_F(Library, WritesOneSettingACall) {
-  CreateSSDP(false);
+  CreateHooked();
   m_system.log.clear();
   m_system.LogSettings();
   SetNotifyTimeOut(1);
@@ -155,7 +159,7 @@ TEST_F(Library, WritesOneSettingACall) {
 }
 
 TEST_F(Library, ReturnsThatASettingCannotBeStored) {
-  CreateSSDP(false);
+  CreateHooked();
   seam::failures.set_config = [](const std::string&) { return true; };
   ExpectNotStored([] { return SetNotifyTimeOut(1); });
   ExpectNotStored([] { return SetMSearchTimeOut(1); });
@@ -178,7 +182,7 @@ TEST_F(Library, HandsTheUuidBack) {
 }
 
 TEST_F(Library, EmptiesTheArgumentWhenTheUuidCannotBeRead) {
-  CreateSSDP(false);
+  CreateHooked();
   SetUUID("1234");
   seam::failures.get_config = [](const std::string&) { return true; };
   std::string uuid = "other";
@@ -192,12 +196,12 @@ TEST_F(Library, EmptiesTheArgumentWhenTheUuidCannotBeRead) {
 
 // Every std::exception, not only std::bad_alloc.
 TEST_F(Library, LetsNoExceptionOut) {
-  CreateSSDP(false);
+  CreateHooked();
   SetCallback([](auto...) {}, nullptr);
   Initialize();
   const auto fail = [](auto...) -> bool { throw std::runtime_error("odd"); };
   seam::failures.get_config = seam::failures.set_config = fail;
-  seam::failures.store_deinit = fail;
+  seam::calls.close = fail;
   const auto expect_caught = [](const char* name, const std::string& file,
                                 const std::function<int()>& call) {
     int result = 0;

@@ -30,6 +30,7 @@ constexpr char kSendFailed[] =
 class Loop : public testing::Test {
  protected:
   explicit Loop(int announce = 1) : m_ssdp(announce) {
+    support::HookSettings(m_ssdp);
     support::SetLamp(m_ssdp);
     m_ssdp.Init();
     m_system.log.clear();
@@ -179,11 +180,11 @@ TEST_F(Loop, TakesItsStepsInOrder) {
     if (step.find("get ssdp_config_") != 0 || step == "get ssdp_config_notify_timeout")
       steps.push_back(step);
   EXPECT_THAT(steps,
-              ElementsAre("gettimeofday", "get ssdp_config_notify_timeout", "lock", "unlock",    //
-                          "lock", "unlock", "get ssdp_config_notify_timeout", "lock", "unlock",  //
+              ElementsAre("gettimeofday", "lock", "get ssdp_config_notify_timeout", "unlock",    //
+                          "lock", "unlock", "lock", "get ssdp_config_notify_timeout", "unlock",  //
                           "lock", "unlock", "lock", "unlock", "sendto",                          //
                           "gettimeofday", "lock", "unlock", "usleep",                            //
-                          "gettimeofday", "get ssdp_config_notify_timeout", "lock", "unlock",    //
+                          "gettimeofday", "lock", "get ssdp_config_notify_timeout", "unlock",    //
                           "lock", "unlock", "usleep"));
 }
 

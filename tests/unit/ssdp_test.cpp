@@ -5,6 +5,7 @@
 
 #include <cerrno>
 #include <map>
+#include <memory>
 #include <set>
 
 #include "golden.h"
@@ -29,13 +30,9 @@ constexpr char kJoinFailed[] =
 
 class Service : public testing::Test {
  protected:
-  Service() { support::SetLamp(m_ssdp); }
-
-  // The log of what follows, with the steps of the library that the system doesn't see.
-  void LogSteps() {
-    m_system.log.clear();
-    seam::failures.stop = [this] { return m_system.log.push_back("stop"), false; };
-    seam::failures.store_deinit = [this] { return m_system.log.push_back("store"), false; };
+  Service() {
+    support::HookSettings(m_ssdp);
+    support::SetLamp(m_ssdp);
   }
 
   // Has the creation (or the end) of the thread number `failing`, counted from 1, fail.
@@ -131,14 +128,16 @@ TEST_F(Service, ReportsItsOwnThreadThatCannotStartAndUndoesNothing) {
   EXPECT_THAT(m_system.log, ElementsAre("getifaddrs", "getifaddrs"));
 }
 
-TEST_F(Service, SaysGoodbyeThenStopsListenerHandlerStoreAndItsOwnThread) {
+TEST_F(Service, SaysGoodbyeThenStopsListenerHandlerAndItsOwnThread) {
   m_ssdp.Init();
-  LogSteps();
+  m_system.log.clear();
+  seam::calls.pthread_join = [this](pthread_t, void**) {
+    m_system.log.push_back(m_ssdp.IsStarted() ? "join" : "join once stopped");
+    return 0;
+  };
   EXPECT_EQ(m_ssdp.DeInit(), 0);
-  EXPECT_THAT(m_system.log,
-              ElementsAre("sendto", "signal", "stop", "shutdown", "close", "pthread_join", "stop",
-                          "shutdown", "close", "pthread_join", "store", "stop", "pthread_join"));
-  EXPECT_FALSE(m_ssdp.IsStarted());
+  EXPECT_THAT(m_system.log, ElementsAre("sendto", "signal", "shutdown", "close", "join", "shutdown",
+                                        "close", "join", "join once stopped"));
 }
 
 TEST_F(Service, SaysGoodbyeWhetherOrNotItAnnounces) {
@@ -155,7 +154,7 @@ TEST_F(Service, SaysGoodbyeWhetherOrNotItAnnounces) {
 
 TEST_F(Service, RunsOnWhenTheGoodbyeCannotBeSent) {
   m_ssdp.Init();
-  LogSteps();
+  m_system.log.clear();
   seam::calls.sendto = [](auto...) { return -1; };
   EXPECT_EQ(DeInitFailure(),
             "[#] AnnounceNetwork: bytes == config.m_notify_header.length() failed. \n"
@@ -169,39 +168,25 @@ TEST_F(Service, RunsOnWhenTheGoodbyeCannotBeSent) {
 TEST_F(Service, LeavesTheRestWhenTheListenerCannotBeStopped) {
   m_ssdp.Init();
   FailToJoin(1);
-  LogSteps();
+  m_system.log.clear();
   EXPECT_EQ(DeInitFailure(),
             std::string(kJoinFailed) +
                 "[#] DeInit: Join() == SSDP_SUCCESS failed. \n source/ssdpbase.cpp\n"
                 "[#] DeInit: m_listener->DeInit() == SSDP_SUCCESS failed. \n source/ssdp.cpp\n");
-  EXPECT_THAT(m_system.log, ElementsAre("sendto", "signal", "stop", "shutdown", "close"));
+  EXPECT_THAT(m_system.log, ElementsAre("sendto", "signal", "shutdown", "close"));
   EXPECT_TRUE(m_ssdp.IsStarted());
 }
 
 TEST_F(Service, LeavesTheRestWhenTheHandlerCannotBeStopped) {
   m_ssdp.Init();
   FailToJoin(2);
-  LogSteps();
+  m_system.log.clear();
   EXPECT_EQ(DeInitFailure(),
             std::string(kJoinFailed) +
                 "[#] DeInit: Join() == SSDP_SUCCESS failed. \n source/ssdpbase.cpp\n"
                 "[#] DeInit: m_handler->DeInit() == SSDP_SUCCESS failed. \n source/ssdp.cpp\n");
-  EXPECT_THAT(m_system.log, Not(testing::Contains("store")));
-  EXPECT_TRUE(m_ssdp.IsStarted());
-}
-
-TEST_F(Service, LeavesTheRestWhenTheStoreCannotBeStopped) {
-  m_ssdp.Init();
-  seam::failures.store_deinit = [] { return true; };
-  EXPECT_EQ(DeInitFailure(),
-            "[#] DeInit: m_ssdpstore->DeInit() == SSDP_SUCCESS failed. \n source/ssdp.cpp\n");
-  EXPECT_TRUE(m_ssdp.IsStarted());
-}
-
-TEST_F(Service, LeavesTheRestWhenItsOwnThreadCannotBeStopped) {
-  m_ssdp.Init();
-  seam::failures.stop = [count = 0]() mutable { return ++count == 3; };
-  EXPECT_EQ(DeInitFailure(), "[#] DeInit: Stop() == SSDP_SUCCESS failed. \n source/ssdp.cpp\n");
+  EXPECT_THAT(m_system.log,
+              ElementsAre("sendto", "signal", "shutdown", "close", "shutdown", "close"));
   EXPECT_TRUE(m_ssdp.IsStarted());
 }
 
@@ -221,7 +206,7 @@ TEST_F(Service, DoesNothingWhenDestroyed) {
   {
     SSDP ssdp(1);
     ssdp.Init();
-    LogSteps();
+    m_system.log.clear();
   }
   EXPECT_THAT(m_system.log, IsEmpty());
 }
@@ -257,16 +242,23 @@ TEST_F(Service, ReadsTheInterfaceAgainWhenItStartsAgain) {
 }
 
 // That thread uses the handler, which is about to go.
-TEST_F(Service, EndsItsOwnThreadBeforeItMakesAFreshHandlerAfterAStopThatFailedHalfWay) {
-  m_ssdp.Init();
-  seam::failures.store_deinit = [] { return true; };
-  DeInitFailure();
-  LogSteps();
-  EXPECT_EQ(m_ssdp.Init(), 0);
-  EXPECT_THAT(m_system.log,
-              ElementsAre("socket", "fcntl", "setsockopt", "bind", "setsockopt", "stop",
-                          "pthread_join", "socket", "fcntl", "bind", "setsockopt", "getifaddrs",
-                          "pthread_create", "getifaddrs", "pthread_create", "pthread_create"));
+TEST_F(Service, EndsItsOwnThreadBeforeItReplacesAHandlerWithoutASocket) {
+  seam::calls.socket = [this, count = 0](auto...) mutable {
+    m_system.log.push_back("socket");
+    return ++count == 2 ? -1 : count;
+  };
+  std::unique_ptr<SSDP> ssdp;
+  OutputOf([&] { ssdp = std::make_unique<SSDP>(0); });
+  ssdp->Init();
+  m_system.log.clear();
+  seam::calls.pthread_join = [&](pthread_t, void**) {
+    m_system.log.push_back(ssdp->IsStarted() ? "join" : "join once stopped");
+    return 0;
+  };
+  EXPECT_EQ(ssdp->Init(), 0);
+  EXPECT_THAT(m_system.log, ElementsAre("shutdown", "close", "join", "join once stopped", "socket",
+                                        "fcntl", "bind", "setsockopt", "getifaddrs", "getifaddrs",
+                                        "pthread_create", "pthread_create"));
 }
 
 TEST_F(Service, KeepsItsWorkersForAStartThatWasNotPrecededByAStop) {

@@ -69,7 +69,7 @@ class Receiver : public testing::Test {
 
   support::ScriptedSystem m_system;
   support::Engine m_engine;
-  SSDPStorage m_store;
+  support::HookedStore m_store;
   SSDPHandler m_handler{&support::Engine::Callback, &m_store, &m_engine};
 };
 

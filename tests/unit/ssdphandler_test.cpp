@@ -62,7 +62,7 @@ class Handler : public testing::Test {
 
   support::ScriptedSystem m_system;
   support::Engine m_engine;
-  SSDPStorage m_store;
+  support::HookedStore m_store;
   OpenHandler m_handler{&support::Engine::Callback, &m_store, &m_engine};
 };
 

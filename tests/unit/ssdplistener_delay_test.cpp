@@ -74,7 +74,7 @@ class Delay : public testing::Test {
 
   support::ScriptedSystem m_system;
   support::Engine m_engine;
-  SSDPStorage m_store;
+  support::HookedStore m_store;
   SSDPListener m_listener{&support::Engine::Callback, &m_store, &m_engine};
   std::promise<void> m_delaying, m_shut_down;
   std::future<void> m_shut_down_future = m_shut_down.get_future();

@@ -82,7 +82,7 @@ class Responder : public testing::Test {
 
   support::ScriptedSystem m_system;
   support::Engine m_engine;
-  SSDPStorage m_store;
+  support::HookedStore m_store;
   SSDPListener m_listener{&support::Engine::Callback, &m_store, &m_engine};
   timespec m_deadline = {};
   int m_rand = 0;

@@ -49,7 +49,7 @@ class Notify : public testing::Test {
 
   support::ScriptedSystem m_system;
   support::Engine m_engine;
-  SSDPStorage m_store;
+  support::HookedStore m_store;
   SSDPListener m_listener{&support::Engine::Callback, &m_store, &m_engine};
 };
 

@@ -60,7 +60,7 @@ class Listener : public testing::Test {
 
   support::ScriptedSystem m_system;
   support::Engine m_engine;
-  SSDPStorage m_store;
+  support::HookedStore m_store;
   OpenListener m_listener{&support::Engine::Callback, &m_store, &m_engine};
   std::vector<std::string> m_construction;
 };
@@ -188,13 +188,15 @@ TEST_F(Listener, ReturnsThatItsThreadCannotBeStarted) {
 
 TEST_F(Listener, SignalsTheDelayUnderItsLockThenStopsThenClosesThenJoins) {
   m_system.LogLocks();
-  seam::failures.stop = [this] {
-    m_system.log.push_back("stop");
-    return false;
+  const auto log = [this](const char* step) {
+    m_system.log.push_back(std::string(step) + (m_listener.IsStarted() ? "" : " once stopped"));
+    return 0;
   };
+  seam::calls.pthread_cond_signal = [log](pthread_cond_t*) { return log("signal"); };
+  seam::calls.shutdown = [log](int, int) { return log("shutdown"); };
   EXPECT_EQ(m_listener.DeInit(), 0);
-  EXPECT_THAT(m_system.log,
-              ElementsAre("lock", "signal", "unlock", "stop", "shutdown", "close", "pthread_join"));
+  EXPECT_THAT(m_system.log, ElementsAre("lock", "signal", "unlock", "shutdown once stopped",
+                                        "close", "pthread_join"));
 }
 
 TEST_F(Listener, ReturnsThatItsThreadCannotBeJoined) {

@@ -54,7 +54,7 @@ class Storage : public testing::Test {
     return output;
   }
 
-  SSDPStorage m_store;
+  support::HookedStore m_store;
   SSDP_STATUS m_result = 0;
 };
 
