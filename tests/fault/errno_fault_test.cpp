@@ -1,14 +1,18 @@
 // SPDX-License-Identifier: MIT
-// Every call of the library to the system, with every error that its manual page names, failing
-// once, at its third call, at every and at every other call, while a service starts, announces,
-// searches, answers, hears others and stops. Nothing may be lost for good: when the fault has ended
-// the service works, or works after a restart; its stop ends and leaves nothing behind; and there
-// is one report for each failure that is reported at all, and no other line.
+// A table of the system calls that the library makes and of the errors that their manual pages
+// name. Each pair is a test, "sendto_ENOBUFS": the call fails with the error at its first use, at
+// its third, at every other and at every use, while a service starts, sends, responds, receives and
+// stops.
+//
+// When the fault has ended the service works, if need be after a restart. Its stop ends and leaves
+// nothing behind. Each failure gives the one report that the table names, or none, and no line
+// appears that the table doesn't allow.
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <functional>
 #include <string>
-#include <tuple>
+#include <utility>
 #include <vector>
 
 #include "fault.h"
@@ -18,49 +22,51 @@ namespace {
 
 using namespace libSSDP;
 
-// How `call` is made to fail with an error, where `fault` says so.
-using Install = void (*)(Fault& fault, int error);
+// Makes the calls that `fault` picks fail with `error`.
+using Install = std::function<void(Fault& fault, int error)>;
 
 struct Call {
   const char* name;
   std::vector<int> errors;
   Install install;
-  // What the report of a failure contains; null: it is none's business.
+  // Part of the line that reports a failure; null: no line does.
   const char* report;
-  // What else may be printed: the lines of those that a failure is handed on to.
+  // Parts of the other lines that may appear: those of the callers of the failed step.
   std::vector<const char*> consequences;
-  // Whether the threads call it over and over, so that it's all well again without a restart.
+  // Whether a thread repeats the call, so that the service recovers without a restart.
   bool resumes;
 };
 
-void PrintTo(const Call& call, std::ostream* out) {
-  *out << call.name;
+enum class Effect { kNone, kDone };  // what a failing call does besides failing
+
+// A call that returns -1 and sets errno. A real call that fails counts as a failure too: a stop may
+// overtake a response, which then finds the socket closed.
+template <typename Result, typename... Arguments>
+Install SetsErrno(std::function<Result(Arguments...)> seam::Calls::*call,
+                  Effect effect = Effect::kNone) {
+  return [=](Fault& fault, int error) {
+    seam::calls.*call = [=, &fault](Arguments... arguments) -> Result {
+      if (!fault.Hits()) {
+        const Result result = (seam::real.*call)(arguments...);
+        if (result == -1) fault.CountFailure();
+        return result;
+      }
+      if (effect == Effect::kDone) (seam::real.*call)(arguments...);
+      errno = error;
+      return -1;
+    };
+  };
 }
 
-// A call that returns -1 and sets errno. `done` is whether the real call is made all the same, for
-// those that must not be left out. One that fails of itself counts too: a stop may overtake an
-// answer, which then finds the socket closed.
-#define FAILING_CALL(call, done, parameters, arguments) \
-  [](Fault& fault, int error) {                         \
-    seam::calls.call = [&fault, error] parameters {     \
-      if (!fault.Hits()) {                              \
-        const auto result = seam::real.call arguments;  \
-        if (result == -1) fault.CountFailure();         \
-        return result;                                  \
-      }                                                 \
-      if (done) seam::real.call arguments;              \
-      errno = error;                                    \
-      return decltype(seam::real.call arguments){-1};   \
-    };                                                  \
-  }
-
 // A call that returns the error.
-#define FAILING_PTHREAD_CALL(call, parameters, arguments)      \
-  [](Fault& fault, int error) {                                \
-    seam::calls.call = [&fault, error] parameters {            \
-      return fault.Hits() ? error : seam::real.call arguments; \
-    };                                                         \
-  }
+template <typename... Arguments>
+Install ReturnsError(std::function<int(Arguments...)> seam::Calls::*call) {
+  return [=](Fault& fault, int error) {
+    seam::calls.*call = [=, &fault](Arguments... arguments) {
+      return fault.Hits() ? error : (seam::real.*call)(arguments...);
+    };
+  };
+}
 
 const char kTaskAnnounce[] = "Task: Announce() == SSDP_SUCCESS failed. (Unable to send";
 const char kAnnounce[] = "Announce: m_handler->AnnounceNetwork(\"ssdp:alive\", this)";
@@ -75,28 +81,27 @@ const char kDeInit[] = "] DeInit: ";
 const Call kCalls[] = {
     {"socket",
      {EACCES, EAFNOSUPPORT, EINVAL, EMFILE, ENFILE, ENOBUFS, ENOMEM, EPROTONOSUPPORT},
-     FAILING_CALL(socket, false, (int a, int b, int c), (a, b, c)),
+     SetsErrno(&seam::Calls::socket),
      "(m_handle >= 0) failed. (error creating socket)",
      {kBind, kSetsockopt, kLength, kTaskAnnounce, kAnnounce, kByebye, kSearch},
      false},
     {"bind",
      {EACCES, EADDRINUSE, EBADF, EINVAL, ENOTSOCK, EADDRNOTAVAIL, EFAULT, ENOMEM},
-     FAILING_CALL(bind, false, (int a, const sockaddr* b, socklen_t c), (a, b, c)),
+     SetsErrno(&seam::Calls::bind),
      kBind,
      {kLength},
      false},
     {"setsockopt",
      {EBADF, EFAULT, EINVAL, ENOPROTOOPT, ENOTSOCK, ENODEV, EADDRINUSE, EADDRNOTAVAIL, ENOBUFS,
       ENOMEM, EPERM},
-     FAILING_CALL(setsockopt, false, (int a, int b, int c, const void* d, socklen_t e),
-                  (a, b, c, d, e)),
+     SetsErrno(&seam::Calls::setsockopt),
      kSetsockopt,
      // Without SO_REUSEADDR the peer's socket is in the way.
      {kBind, kLength},
      false},
     {"fcntl",
      {EACCES, EAGAIN, EBADF, EINVAL, EPERM},
-     FAILING_CALL(fcntl, false, (int a, int b, int c), (a, b, c)),
+     SetsErrno(&seam::Calls::fcntl),
      nullptr,
      {},
      false},
@@ -104,70 +109,64 @@ const Call kCalls[] = {
      {EACCES,   EAGAIN,   EBADF,      ECONNREFUSED, ECONNRESET, EDESTADDRREQ, EFAULT,  EHOSTUNREACH,
       EINTR,    EINVAL,   EISCONN,    EMSGSIZE,     ENETDOWN,   ENETUNREACH,  ENOBUFS, ENOMEM,
       ENOTCONN, ENOTSOCK, EOPNOTSUPP, EPERM,        EPIPE,      EADDRNOTAVAIL},
-     FAILING_CALL(sendto, false,
-                  (int a, const void* b, size_t c, int d, const sockaddr* e, socklen_t f),
-                  (a, b, c, d, e, f)),
+     SetsErrno(&seam::Calls::sendto),
      kLength,
      {kTaskAnnounce, kAnnounce, kByebye, kSearch},
      true},
     {"recvfrom",
      {EAGAIN, EBADF, ECONNREFUSED, EFAULT, EINTR, EINVAL, ENETDOWN, ENOBUFS, ENOMEM, ENOTCONN,
       ENOTSOCK, ETIMEDOUT},
-     FAILING_CALL(recvfrom, false, (int a, void* b, size_t c, int d, sockaddr* e, socklen_t* f),
-                  (a, b, c, d, e, f)),
+     SetsErrno(&seam::Calls::recvfrom),
      nullptr,
      {},
      true},
     {"shutdown",
      {EBADF, EINVAL, ENOTCONN, ENOTSOCK},
-     FAILING_CALL(shutdown, true, (int a, int b), (a, b)),
+     SetsErrno(&seam::Calls::shutdown, Effect::kDone),
      nullptr,
      {},
      false},
-    // The descriptor is gone whatever close says.
+    // A failing close has closed the descriptor all the same.
     {"close",
      {EBADF, EINTR, EIO, ENOSPC, EDQUOT},
-     FAILING_CALL(close, true, (int a), (a)),
+     SetsErrno(&seam::Calls::close, Effect::kDone),
      nullptr,
      {},
      false},
     {"getifaddrs",
      {EACCES, EAFNOSUPPORT, EMFILE, ENFILE, ENOBUFS, ENOMEM, EBADF, EINTR},
-     FAILING_CALL(getifaddrs, false, (ifaddrs * *a), (a)),
+     SetsErrno(&seam::Calls::getifaddrs),
      nullptr,
      {},
      false},
     {"pthread_create",
      {EAGAIN, EINVAL, EPERM},
-     FAILING_PTHREAD_CALL(pthread_create,
-                          (pthread_t * a, const pthread_attr_t* b, void* (*c)(void*), void* d),
-                          (a, b, c, d)),
+     ReturnsError(&seam::Calls::pthread_create),
      "pthread_create(&m_handle, NULL, &WorkerThread::TaskLauncher, this) == 0",
      // A thread that is missing can't be joined either.
      {kInit, kDeInit, "pthread_join(m_handle, NULL) == 0", kLength},
      false},
     {"pthread_cond_timedwait",
      {EINVAL, EPERM, ETIMEDOUT},
-     FAILING_PTHREAD_CALL(pthread_cond_timedwait,
-                          (pthread_cond_t * a, pthread_mutex_t* b, const timespec* c), (a, b, c)),
+     ReturnsError(&seam::Calls::pthread_cond_timedwait),
      nullptr,
      {},
      true},
     {"pthread_cond_signal",
      {EINVAL},
-     FAILING_PTHREAD_CALL(pthread_cond_signal, (pthread_cond_t * a), (a)),
+     ReturnsError(&seam::Calls::pthread_cond_signal),
      nullptr,
      {},
      false},
-    // What it should have filled in stays as it was.
+    // The caller's buffer keeps its contents.
     {"gettimeofday",
      {EFAULT},
-     FAILING_CALL(gettimeofday, false, (timeval * a), (a)),
+     SetsErrno(&seam::Calls::gettimeofday),
      nullptr,
      // A clock that leaps makes every other pass announce, also when a stop has closed the socket.
      {kLength, kTaskAnnounce, kAnnounce},
      true},
-    {"time", {EFAULT, EOVERFLOW}, FAILING_CALL(time, false, (time_t * a), (a)), nullptr, {}, true},
+    {"time", {EFAULT, EOVERFLOW}, SetsErrno(&seam::Calls::time), nullptr, {}, true},
     {"ctime_r",
      {EOVERFLOW},
      [](Fault& fault, int error) {
@@ -180,23 +179,39 @@ const Call kCalls[] = {
      true},
 };
 
-class ErrnoTest : public FaultTest, public testing::WithParamInterface<std::tuple<Call, When>> {
- protected:
-  const Call& TheCall() const { return std::get<Call>(GetParam()); }
+struct Case {
+  const Call* call;
+  int error;
+};
 
-  void Install(Fault& fault, int error) {
+void PrintTo(const Case& param, std::ostream* out) {
+  *out << param.call->name << ' ' << strerrorname_np(param.error);
+}
+
+std::vector<Case> AllCases() {
+  std::vector<Case> cases;
+  for (const Call& call : kCalls)
+    for (const int error : call.errors) cases.push_back({&call, error});
+  return cases;
+}
+
+class SystemCall : public FaultTest, public testing::WithParamInterface<Case> {
+ protected:
+  const Call& TheCall() const { return *GetParam().call; }
+
+  void MakeFail(Fault& fault) {
     Hurry();
-    // A service without a socket can't say goodbye, and so can't end: this is a way out for it.
+    // A service without a socket can't send its byebye, and without one no stop succeeds.
     seam::calls.sendto = [this](int fd, const void* data, size_t size, int flags,
                                 const sockaddr* to, socklen_t length) {
       if (m_pretend_sending) return static_cast<ssize_t>(size);
       return seam::real.sendto(fd, data, size, flags, to, length);
     };
-    TheCall().install(fault, error);
+    TheCall().install(fault, GetParam().error);
   }
 
-  // A service's life. What its calls return is no matter here: any of them may fail.
-  void Live(Application& application, Peer& peer, const Fault& fault) {
+  // From start to the last message. Any of these calls may fail.
+  void Live(Application& application, Peer& peer, const Fault& fault, When when) {
     const int calls = fault.Calls();
     const int searched = application.m_searched;
     Initialize();
@@ -209,13 +224,12 @@ class ErrnoTest : public FaultTest, public testing::WithParamInterface<std::tupl
     }
     EXPECT_TRUE(!TheCall().resumes || Await([&] { return fault.Calls() >= calls + 3; }));
     // Without a report the listener misses nothing, unless it never receives.
-    const bool misses = TheCall().report != nullptr || (TheCall().name == std::string("recvfrom") &&
-                                                        std::get<When>(GetParam()) == When::kEvery);
+    const bool misses = TheCall().report != nullptr ||
+                        (TheCall().name == std::string("recvfrom") && when == When::kEvery);
     EXPECT_TRUE(misses || Await([&] { return application.m_searched == searched + 6; }));
   }
 
-  // One report a failure, and no other lines but consequences. A thread may be just between its
-  // failure and the last of its lines.
+  // Waits, for a thread may be between its failure and the last of its lines.
   void ExpectReports(const Fault& fault) {
     std::string text;
     EXPECT_TRUE(Await([&] {
@@ -230,15 +244,16 @@ class ErrnoTest : public FaultTest, public testing::WithParamInterface<std::tupl
         << text;
   }
 
-  void Suffer(Fault& fault, int error) {
-    Install(fault, error);
+  void Suffer(When when) {
+    Fault fault(when);
+    MakeFail(fault);
     Peer peer = Peer::InGroup();
     // A stop may overtake an announcement, which is then reported.
     const auto& consequences = TheCall().consequences;
     Application application(std::count(consequences.begin(), consequences.end(), kTaskAnnounce) >
                             0);
     for (int life = 0; life < 4; ++life) {
-      Live(application, peer, fault);
+      Live(application, peer, fault, when);
       if (life < 3) Uninitialize();
     }
     fault.End();
@@ -260,29 +275,23 @@ class ErrnoTest : public FaultTest, public testing::WithParamInterface<std::tupl
   std::atomic<bool> m_pretend_sending{false};
 };
 
-TEST_P(ErrnoTest, PassesWithoutAHarmThatLasts) {
-  for (const int error : TheCall().errors) {
-    SCOPED_TRACE(std::strerror(error));
-    Fault fault(std::get<When>(GetParam()));
+TEST_P(SystemCall, DoesNoLastingHarmWhenItFails) {
+  for (const auto& [when, name] : {std::pair(When::kFirst, "the first call fails"),
+                                   std::pair(When::kThird, "the third call fails"),
+                                   std::pair(When::kEveryOther, "every other call fails"),
+                                   std::pair(When::kEvery, "every call fails")}) {
+    SCOPED_TRACE(name);
     m_output.Clear();
-    Suffer(fault, error);
+    Suffer(when);
     ASSERT_FALSE(HasFailure());
     EXPECT_EQ(Descriptors(), m_descriptors);
     seam::Reset();
   }
 }
 
-std::string NameOf(const testing::TestParamInfo<std::tuple<Call, When>>& test) {
-  const char* const when[] = {"First", "Third", "Every", "EveryOther"};
-  return std::string(std::get<Call>(test.param).name) +
-         when[static_cast<int>(std::get<When>(test.param))];
-}
-
-INSTANTIATE_TEST_SUITE_P(Calls, ErrnoTest,
-                         testing::Combine(testing::ValuesIn(kCalls),
-                                          testing::Values(When::kFirst, When::kThird, When::kEvery,
-                                                          When::kEveryOther)),
-                         NameOf);
+INSTANTIATE_TEST_SUITE_P(Errors, SystemCall, testing::ValuesIn(AllCases()), [](const auto& test) {
+  return std::string(test.param.call->name) + '_' + strerrorname_np(test.param.error);
+});
 
 }  // namespace
 }  // namespace fault
