@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Locks that fail, and the registry's own failures.
+// Locks that fail.
 #include <cerrno>
 #include <map>
 #include <string>
@@ -11,8 +11,6 @@ namespace fault {
 namespace {
 
 using namespace libSSDP;
-
-constexpr char kRegistry[] = "source/ssdpdevice.cpp";
 
 // A registry with one setting, used by this thread alone.
 class RegistryFaultTest : public FaultTest {
@@ -46,51 +44,8 @@ class RegistryFaultTest : public FaultTest {
     seam::calls.pthread_mutex_unlock = nullptr;
   }
 
-  // Given back all the same, or everything after it would wait.
-  template <typename Operation>
-  static void WithoutUnlocks(Operation operation) {
-    seam::calls.pthread_mutex_unlock = [](pthread_mutex_t* mutex) {
-      seam::real.pthread_mutex_unlock(mutex);
-      return EPERM;
-    };
-    operation();
-    seam::calls.pthread_mutex_unlock = nullptr;
-  }
-
   SSDPConfigMap m_registry;
 };
-
-TEST_F(RegistryFaultTest, ALockThatFailsStopsNoAccess) {
-  DomainNameConfig config;
-  SSDP_STATUS status = SSDP_FAILURE;
-  WithoutLocks([&] { status = Set("second"); });
-  EXPECT_EQ(status, SSDP_SUCCESS);
-  EXPECT_EQ(m_output.Text(),
-            Line("SetConfig", "m_mutex.Lock() == SSDP_SUCCESS", "Mutex lock failed", kRegistry));
-  m_output.Clear();
-  WithoutLocks([&] { status = m_registry.GetConfig(config.m_name, config); });
-  EXPECT_EQ(status, SSDP_SUCCESS);
-  EXPECT_EQ(config.m_domain_name, "second");
-  EXPECT_EQ(m_output.Text(),
-            Line("GetConfig", "m_mutex.Lock() == SSDP_SUCCESS", "Mutex lock failed", kRegistry));
-  EXPECT_EQ(Value(), "second");
-}
-
-TEST_F(RegistryFaultTest, AnUnlockThatFailsChangesNoResult) {
-  DomainNameConfig config;
-  SSDP_STATUS status = SSDP_FAILURE;
-  WithoutUnlocks([&] { status = Set("second"); });
-  EXPECT_EQ(status, SSDP_SUCCESS);
-  EXPECT_EQ(m_output.Text(), Line("SetConfig", "m_mutex.Unlock() == SSDP_SUCCESS",
-                                  "Mutex unlock failed", kRegistry));
-  m_output.Clear();
-  WithoutUnlocks([&] { status = m_registry.GetConfig(config.m_name, config); });
-  EXPECT_EQ(status, SSDP_SUCCESS);
-  EXPECT_EQ(config.m_domain_name, "second");
-  EXPECT_EQ(m_output.Text(), Line("GetConfig", "m_mutex.Unlock() == SSDP_SUCCESS",
-                                  "Mutex unlock failed", kRegistry));
-  EXPECT_EQ(Value(), "second");
-}
 
 // Every error of either call, failing now and then: one report each, and every access is done.
 class RegistryPatternTest : public RegistryFaultTest, public testing::WithParamInterface<When> {
@@ -133,47 +88,6 @@ TEST_P(RegistryPatternTest, IsReportedEachTime) {
 INSTANTIATE_TEST_SUITE_P(Patterns, RegistryPatternTest,
                          testing::Values(When::kFirst, When::kThird, When::kEvery,
                                          When::kEveryOther));
-
-TEST_F(RegistryFaultTest, ANameIsRegisteredOnce) {
-  DomainNameConfig config;
-  config.m_domain_name = "second";
-  EXPECT_EQ(m_registry.RegisterConfig(config.m_name, config), SSDP_FAILURE);
-  EXPECT_EQ(m_output.Text(),
-            Line("RegisterConfig", "m_configholder_map.find(name) == m_configholder_map.end()",
-                 "source/ssdpconfig.h"));
-  EXPECT_EQ(Value(), "first");
-}
-
-// An unknown name leaves the lock held: the next access would wait for ever.
-class UnknownNameTest : public RegistryFaultTest, public testing::WithParamInterface<const char*> {
- protected:
-  SSDP_STATUS Access(DomainNameConfig& config) {
-    return GetParam() == std::string("SetConfig") ? m_registry.SetConfig("nobody", config)
-                                                  : m_registry.GetConfig("nobody", config);
-  }
-};
-
-TEST_P(UnknownNameTest, LeavesTheRegistryLocked) {
-  DomainNameConfig config;
-  config.m_domain_name = "untouched";
-  pthread_mutex_t* held = nullptr;
-  seam::calls.pthread_mutex_lock = [&](pthread_mutex_t* mutex) {
-    held = mutex;
-    return seam::real.pthread_mutex_lock(mutex);
-  };
-  EXPECT_EQ(Access(config), SSDP_FAILURE);
-  EXPECT_EQ(m_output.Text(),
-            Line(GetParam(), "config_holder != m_configholder_map.end()", kRegistry));
-  EXPECT_EQ(config.m_domain_name, "untouched");
-  ASSERT_NE(held, nullptr);
-  EXPECT_EQ(pthread_mutex_trylock(held), EBUSY);
-  seam::real.pthread_mutex_unlock(held);
-  seam::Reset();
-  EXPECT_EQ(Value(), "first");
-}
-
-INSTANTIATE_TEST_SUITE_P(Accesses, UnknownNameTest, testing::Values("SetConfig", "GetConfig"),
-                         [](const auto& test) { return test.param; });
 
 // The device table and the response delay go on without their locks, with no word. One thread, for
 // without a lock there is no more than one.

@@ -1,9 +1,8 @@
 // SPDX-License-Identifier: MIT
 // The running service: sends that fail or are short, pauses that fail, interfaces that can't be
-// told, and calls before there is a service.
+// listed.
 #include <cerrno>
 #include <chrono>
-#include <map>
 
 #include "fault.h"
 
@@ -190,53 +189,6 @@ TEST_F(FaultTest, InterfacesThatCannotBeToldDoNotStopTheStart) {
   EXPECT_EQ(Uninitialize(), SSDP_SUCCESS);
   EXPECT_EQ(m_output.Text(), "");
 }
-
-// Every entry point that looks whether there is a service.
-
-struct EntryPoint {
-  const char* name;
-  SSDP_STATUS (*call)();
-};
-
-void PrintTo(const EntryPoint& entry, std::ostream* out) {
-  *out << entry.name;
-}
-
-class NoServiceTest : public FaultTest, public testing::WithParamInterface<EntryPoint> {};
-
-TEST_P(NoServiceTest, SaysSo) {
-  ASSERT_EQ(ssdpserver, nullptr);
-  EXPECT_EQ(GetParam().call(), -1);
-  EXPECT_EQ(m_output.Text(), Line(GetParam().name, "ssdpserver != NULL", "source/libssdp.cpp"));
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    EntryPoints, NoServiceTest,
-    testing::Values(EntryPoint{"SetNotifyTimeOut", [] { return SetNotifyTimeOut(1); }},
-                    EntryPoint{"SetMSearchTimeOut", [] { return SetMSearchTimeOut(1); }},
-                    EntryPoint{"SetStatus", [] { return SetStatus("on"); }},
-                    EntryPoint{"GetDevices",
-                               [] {
-                                 std::map<std::string, DeviceInfo*> devices;
-                                 return GetDevices(devices);
-                               }},
-                    EntryPoint{"Search", [] { return libSSDP::Search(); }},
-                    EntryPoint{"Announce", [] { return Announce(); }},
-                    EntryPoint{"SetCallback", [] { return SetCallback(nullptr, nullptr); }},
-                    EntryPoint{"SetNetworkInterface", [] { return SetNetworkInterface("lo"); }},
-                    EntryPoint{"SetDomainName", [] { return SetDomainName("a"); }},
-                    EntryPoint{"SetDeviceType", [] { return SetDeviceType("b"); }},
-                    EntryPoint{"SetVersionInfo", [] { return SetVersionInfo("1"); }},
-                    EntryPoint{"SetUserAgent", [] { return SetUserAgent("agent"); }},
-                    EntryPoint{"SetServerInfo", [] { return SetServerInfo("server"); }},
-                    EntryPoint{"SetUUID", [] { return SetUUID("lamp"); }},
-                    EntryPoint{"GetUUID",
-                               [] {
-                                 std::string uuid = "untouched";
-                                 const SSDP_STATUS status = GetUUID(uuid);
-                                 return uuid == "untouched" ? status : SSDP_SUCCESS;
-                               }}),
-    [](const auto& test) { return test.param.name; });
 
 }  // namespace
 }  // namespace fault

@@ -171,6 +171,10 @@ TEST_F(Registry, StaysLockedAfterAWriteOfAnUnknownName) {
   EXPECT_EQ(status, 1);
   EXPECT_EQ(pthread_mutex_trylock(mutex), EBUSY);
   pthread_mutex_unlock(mutex);
+  DomainNameConfig config;
+  config.m_domain_name = "overwritten by the read";
+  EXPECT_EQ(m_map.GetConfig("domain", config), 0);
+  EXPECT_EQ(config.m_domain_name, "");
 }
 
 TEST_F(Registry, BlocksTheNextAccessAfterAnUnknownName) {
