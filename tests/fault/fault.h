@@ -20,8 +20,8 @@ class SSDP;
 extern SSDP* ssdpserver;
 }  // namespace libSSDP
 
-// What the fault tests share: when a call fails, what was printed, what is left behind, and a host
-// whose service can be asked whether it still works.
+// What the fault tests share: which calls fail, what a failure prints, and what must not stay
+// behind.
 namespace fault {
 
 // Which of a call's calls fail. Safe from every thread.

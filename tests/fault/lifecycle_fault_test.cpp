@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Threads that can't be created or joined, and the other steps of start and stop: where the service
-// stops, what runs on, and how a host gets out of it.
+// stops, what runs on, and how an application recovers.
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -56,9 +56,9 @@ std::string NameOf(const testing::TestParamInfo<size_t>& test) {
   return names[test.param];
 }
 
-class CreateFaultTest : public LifecycleTest {};
+class ThreadThatCannotStart : public LifecycleTest {};
 
-TEST_P(CreateFaultTest, StopsTheStart) {
+TEST_P(ThreadThatCannotStart, StopsTheStart) {
   size_t calls = 0;
   seam::calls.pthread_create = [&](pthread_t* thread, const pthread_attr_t* attributes,
                                    void* (*entry)(void*), void* argument) {
@@ -86,10 +86,10 @@ TEST_P(CreateFaultTest, StopsTheStart) {
   EXPECT_EQ(Uninitialize(), SSDP_SUCCESS);
 }
 
-INSTANTIATE_TEST_SUITE_P(Threads, CreateFaultTest, testing::Values(kListener, kHandler, kThread),
-                         NameOf);
+INSTANTIATE_TEST_SUITE_P(Threads, ThreadThatCannotStart,
+                         testing::Values(kListener, kHandler, kThread), NameOf);
 
-class JoinFaultTest : public LifecycleTest {
+class ThreadThatCannotBeJoined : public LifecycleTest {
  protected:
   void SetUp() override {
     LifecycleTest::SetUp();
@@ -112,14 +112,14 @@ class JoinFaultTest : public LifecycleTest {
   size_t m_calls = 0;
 };
 
-TEST_P(JoinFaultTest, StopsTheStop) {
+TEST_P(ThreadThatCannotBeJoined, StopsTheStop) {
   Application application;
   ASSERT_EQ(Initialize(), SSDP_SUCCESS);
   EXPECT_EQ(Uninitialize(), SSDP_FAILURE);
   EXPECT_EQ(m_output.Text(), kJoin + DeInitReport(GetParam(), "Join() == SSDP_SUCCESS"));
   EXPECT_TRUE(Await([&] { return Threads() == m_threads + kThread - GetParam(); }));
   if (GetParam() > kListener) {
-    // The handler's socket is gone, and with it the way to say goodbye.
+    // The handler's socket is gone, so the byebye can't be sent.
     EXPECT_EQ(Uninitialize(), SSDP_FAILURE);
     m_pretend_sending = GetParam() == kHandler;
     ASSERT_EQ(Initialize(), SSDP_SUCCESS);
@@ -127,12 +127,12 @@ TEST_P(JoinFaultTest, StopsTheStop) {
   EXPECT_EQ(Uninitialize(), SSDP_SUCCESS);
 }
 
-INSTANTIATE_TEST_SUITE_P(Threads, JoinFaultTest, testing::Values(kListener, kHandler, kThread),
-                         NameOf);
+INSTANTIATE_TEST_SUITE_P(Threads, ThreadThatCannotBeJoined,
+                         testing::Values(kListener, kHandler, kThread), NameOf);
 
-// The host's own descriptors may take over the numbers of the closed sockets. They are not the
-// library's any more, whatever is asked of it.
-class ReusedDescriptorTest : public FaultTest {
+// The application's own descriptors may take over the numbers of the closed sockets. They are not
+// the library's any more, whatever is asked of it.
+class ReusedDescriptor : public FaultTest {
  protected:
   // Takes all the numbers that the sockets had.
   void TakeNumbers() {
@@ -160,7 +160,7 @@ class ReusedDescriptorTest : public FaultTest {
   std::vector<int> m_taken;
 };
 
-TEST_F(ReusedDescriptorTest, IsNotSentTo) {
+TEST_F(ReusedDescriptor, IsNotSentTo) {
   Hurry();
   seam::calls.sendto = [this](int fd, const void* data, size_t size, int flags, const sockaddr* to,
                               socklen_t length) {
@@ -179,7 +179,7 @@ TEST_F(ReusedDescriptorTest, IsNotSentTo) {
   ExpectUntouched();
 }
 
-TEST_F(ReusedDescriptorTest, IsNotClosedByASecondStop) {
+TEST_F(ReusedDescriptor, IsNotClosedByASecondStop) {
   Hurry();
   int joins = 0;
   seam::calls.pthread_join = [&](pthread_t thread, void** result) {

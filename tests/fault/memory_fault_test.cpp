@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Memory that runs out in the host's calls, at every single allocation of each: no exception comes
-// out, the failure is reported, and what the public header says of it holds.
+// Memory that runs out in the application's calls, at every single allocation of each: no exception
+// comes out, the failure is reported, and what the public header says of it holds.
 #include <unistd.h>
 
 #include <map>
@@ -24,7 +24,7 @@ using namespace libSSDP;
 // Too long for a string to hold it without an allocation.
 const std::string kLong(100, 'x');
 
-class MemoryFaultTest : public FaultTest {
+class OutOfMemory : public FaultTest {
  protected:
   void SetUp() override {
     Hurry();
@@ -61,7 +61,7 @@ class MemoryFaultTest : public FaultTest {
 
 // What was made before the component that fails isn't freed: the store, and the listener with its
 // socket. Nothing else may stay.
-TEST_F(MemoryFaultTest, OfCreate) {
+TEST_F(OutOfMemory, FailsCreateSSDPAndKeepsOnlyWhatItMade) {
   size_t blocks = 0;           // that stayed after a failure, or that a service is made of
   std::map<size_t, int> left;  // how often so many stayed
   std::vector<int> sockets;
@@ -102,7 +102,7 @@ TEST_F(MemoryFaultTest, OfCreate) {
   ::close(sockets[1]);
 }
 
-TEST_F(MemoryFaultTest, OfASetter) {
+TEST_F(OutOfMemory, FailsASetterAndKeepsTheOldValue) {
   using Setter = SSDP_STATUS (*)(std::string);
   const Setter setters[] = {SetStatus,      SetNetworkInterface, SetDomainName, SetDeviceType,
                             SetVersionInfo, SetUserAgent,        SetServerInfo, SetUUID};
@@ -110,7 +110,7 @@ TEST_F(MemoryFaultTest, OfASetter) {
   for (const Setter set : setters) {
     ForEveryAllocation(
         [&](int call) {
-          std::string value = kLong;  // the host's own
+          std::string value = kLong;  // the application's own
           memory::FailAt(call);
           return set(std::move(value));
         },
@@ -144,7 +144,7 @@ TEST_F(MemoryFaultTest, OfASetter) {
 
 // Whatever was started runs on, and the next attempt takes it from there. The second start makes
 // new workers, the first one has them already.
-TEST_F(MemoryFaultTest, OfTwoStarts) {
+TEST_F(OutOfMemory, FailsAStartThatASecondOneContinues) {
   Application application;
   SetNetworkInterface("an interface with a long name");
   for (int start = 0; start < 2; ++start) {
@@ -159,7 +159,7 @@ TEST_F(MemoryFaultTest, OfTwoStarts) {
   }
 }
 
-TEST_F(MemoryFaultTest, OfASend) {
+TEST_F(OutOfMemory, FailsASendWithNothingSent) {
   Application application;
   ASSERT_EQ(Initialize(), SSDP_SUCCESS);
   for (const auto send : {Announce, Search}) {
@@ -175,7 +175,7 @@ TEST_F(MemoryFaultTest, OfASend) {
   EXPECT_EQ(Uninitialize(), SSDP_SUCCESS);
 }
 
-TEST_F(MemoryFaultTest, OfGetDevices) {
+TEST_F(OutOfMemory, FailsGetDevices) {
   Application application;
   for (const char* uuid : {"a", "b", "c"}) {
     DeviceInfo device;
@@ -195,8 +195,8 @@ TEST_F(MemoryFaultTest, OfGetDevices) {
   EXPECT_EQ(Uninitialize(), SSDP_SUCCESS);
 }
 
-// It is the goodbye that needs memory: without it the service runs on.
-TEST_F(MemoryFaultTest, OfStop) {
+// The byebye needs memory: without it the service runs on.
+TEST_F(OutOfMemory, FailsAStop) {
   Application application;
   ASSERT_EQ(Initialize(), SSDP_SUCCESS);
   ForEveryAllocation(

@@ -64,7 +64,7 @@ bool IsOnTheGroupPort(int fd) {
 const std::string kUuid = "2f402f80-da50-11e1-9b23-001788255acc";
 const std::string kStatus = "a status that no string can hold without an allocation";
 
-class MemoryThreadTest : public FaultTest {
+class OutOfMemoryOnAThread : public FaultTest {
  protected:
   // Runs the script on the worker whose socket is on the group's port, or on the other one.
   void Run(Script& script, bool listener) {
@@ -83,7 +83,7 @@ class MemoryThreadTest : public FaultTest {
   }
 };
 
-TEST_F(MemoryThreadTest, LosesAnnouncementsOnly) {
+TEST_F(OutOfMemoryOnAThread, LosesAnnouncementsOnly) {
   Script script({Alive(kUuid),            // into the table
                  Alive(kUuid, kStatus),   // known, with another status and address
                  Byebye(kUuid),           // out of it
@@ -101,7 +101,7 @@ TEST_F(MemoryThreadTest, LosesAnnouncementsOnly) {
   EXPECT_EQ(Uninitialize(), SSDP_SUCCESS);
 }
 
-TEST_F(MemoryThreadTest, LosesSearchesOnly) {
+TEST_F(OutOfMemoryOnAThread, LosesSearchesOnly) {
   Script script({MSearch()});
   std::atomic<int> answers{0};
   seam::calls.sendto = [&](int fd, const void* data, size_t size, int flags, const sockaddr* to,
@@ -121,7 +121,7 @@ TEST_F(MemoryThreadTest, LosesSearchesOnly) {
   EXPECT_EQ(Uninitialize(), SSDP_SUCCESS);
 }
 
-TEST_F(MemoryThreadTest, LosesAnswersOnly) {
+TEST_F(OutOfMemoryOnAThread, LosesSearchResponsesOnly) {
   Script script({Response(kUuid), Response(kUuid, kStatus), "nothing of ours"});
   Application application;
   Run(script, false);
@@ -138,7 +138,7 @@ TEST_F(MemoryThreadTest, LosesAnswersOnly) {
 
 // Every pass is due to announce, and has a device to sweep. It prints why it doesn't announce: the
 // timeout can't be read, or the announcement can't be composed.
-TEST_F(MemoryThreadTest, SkipsPeriodicAnnouncementsOnly) {
+TEST_F(OutOfMemoryOnAThread, SkipsPeriodicAnnouncementsOnly) {
   std::atomic<int> second{1000000};
   std::atomic<int> failures{0};
   std::atomic<bool> done{false};

@@ -72,9 +72,9 @@ void PrintTo(const Sender& sender, std::ostream* out) {
   *out << sender.name;
 }
 
-class SenderTest : public FaultTest, public testing::WithParamInterface<Sender> {};
+class OddSenderAddress : public FaultTest, public testing::WithParamInterface<Sender> {};
 
-TEST_P(SenderTest, IsTakenAsItIs) {
+TEST_P(OddSenderAddress, IsTakenAsItIs) {
   Hurry();
   std::atomic<int> odd{0};
   seam::calls.recvfrom = [&](int fd, void* data, size_t size, int flags, sockaddr* from,
@@ -111,7 +111,7 @@ TEST_P(SenderTest, IsTakenAsItIs) {
   EXPECT_EQ(Uninitialize(), SSDP_SUCCESS);
 }
 
-INSTANTIATE_TEST_SUITE_P(Senders, SenderTest,
+INSTANTIATE_TEST_SUITE_P(Senders, OddSenderAddress,
                          testing::Values(Sender{"WithoutAddress", AF_INET, 0, "0.0.0.0"},
                                          Sender{"OfAnotherFamily", AF_INET6, 16, "10.77.0.1"},
                                          Sender{"OfNoFamily", AF_UNSPEC, 16, "10.77.0.1"},
@@ -172,7 +172,7 @@ TEST_F(FaultTest, ALongInterfaceListWithHolesIsWalked) {
 }
 
 // A clock that the test sets, and passes of the service thread that it can wait for.
-class ClockTest : public FaultTest {
+class LeapingClock : public FaultTest {
  protected:
   static constexpr int kTenYears = 10 * 365 * 86400;
 
@@ -212,7 +212,7 @@ class ClockTest : public FaultTest {
 
 // Ahead: everybody has expired, and the next announcement is due. Back: who is heard of then stays
 // for as long as it said, and the announcing is silent until the clock has caught up.
-TEST_F(ClockTest, LeapsTenYearsAheadAndBack) {
+TEST_F(LeapingClock, LeapsTenYearsAheadAndBack) {
   Application application(true);
   ASSERT_EQ(Initialize(), SSDP_SUCCESS);
   EXPECT_TRUE(Await([&] { return application.m_added == 1; }));
@@ -239,7 +239,7 @@ TEST_F(ClockTest, LeapsTenYearsAheadAndBack) {
   EXPECT_EQ(Uninitialize(), SSDP_SUCCESS);
 }
 
-TEST_F(ClockTest, LeapsOverTheExpiryOfAPeer) {
+TEST_F(LeapingClock, LeapsOverTheExpiryOfAPeer) {
   Peer peer = Peer::InGroup();
   Application application;
   ASSERT_EQ(Initialize(), SSDP_SUCCESS);
@@ -261,7 +261,7 @@ TEST_F(ClockTest, LeapsOverTheExpiryOfAPeer) {
 
 // The real clock is ten years behind the one that set an answer's deadline, as after a leap back
 // during the delay: the answer would wait for ten years. A stop doesn't.
-TEST_F(ClockTest, LeapsBackDuringADelayAndTheStopIsBounded) {
+TEST_F(LeapingClock, LeapsBackDuringADelayAndTheStopIsBounded) {
   m_second = static_cast<int>(seam::real.time(nullptr)) + kTenYears;
   std::atomic<bool> waiting{false};
   seam::calls.pthread_cond_timedwait = [&](pthread_cond_t* cond, pthread_mutex_t* mutex,

@@ -13,9 +13,9 @@ namespace {
 using namespace libSSDP;
 
 // A registry with one setting, used by this thread alone.
-class RegistryFaultTest : public FaultTest {
+class RegistryTest : public FaultTest {
  protected:
-  RegistryFaultTest() {
+  RegistryTest() {
     DomainNameConfig config;
     config.m_domain_name = "first";
     m_registry.RegisterConfig(config.m_name, config);
@@ -48,7 +48,7 @@ class RegistryFaultTest : public FaultTest {
 };
 
 // Every error of either call, failing now and then: one report each, and every access is done.
-class RegistryPatternTest : public RegistryFaultTest, public testing::WithParamInterface<When> {
+class FailingLock : public RegistryTest, public testing::WithParamInterface<When> {
  protected:
   void ExpectAReportEach(const Fault& fault) {
     EXPECT_GT(fault.Failures(), 0);
@@ -57,7 +57,7 @@ class RegistryPatternTest : public RegistryFaultTest, public testing::WithParamI
   }
 };
 
-TEST_P(RegistryPatternTest, IsReportedEachTime) {
+TEST_P(FailingLock, IsReportedEachTime) {
   for (const int error : {EINVAL, EAGAIN, EDEADLK, EOWNERDEAD, ENOTRECOVERABLE}) {
     Fault fault(GetParam());
     bool held = false;
@@ -85,15 +85,15 @@ TEST_P(RegistryPatternTest, IsReportedEachTime) {
   EXPECT_EQ(Value(), "third");
 }
 
-INSTANTIATE_TEST_SUITE_P(Patterns, RegistryPatternTest,
+INSTANTIATE_TEST_SUITE_P(Patterns, FailingLock,
                          testing::Values(When::kFirst, When::kThird, When::kEvery,
                                          When::kEveryOther));
 
 // The device table and the response delay go on without their locks, with no word. One thread, for
 // without a lock there is no more than one.
-class UnlockedServiceTest : public RegistryFaultTest {};
+class ServiceWithoutLocks : public RegistryTest {};
 
-TEST_F(UnlockedServiceTest, KeepsTheTable) {
+TEST_F(ServiceWithoutLocks, KeepsTheTable) {
   Application application;
   DeviceInfo device;
   device.m_uuid = "peer";
@@ -114,7 +114,7 @@ TEST_F(UnlockedServiceTest, KeepsTheTable) {
 }
 
 // Waiting on a condition without its mutex is undefined, so the answer leaves at once.
-TEST_F(UnlockedServiceTest, AnswersWithoutDelay) {
+TEST_F(ServiceWithoutLocks, AnswersWithoutDelay) {
   SSDPStorage store;
   ASSERT_EQ(store.Init(), SSDP_SUCCESS);
   SSDPListener listener([](void*, DeviceInfo*, bool, bool) {}, &store, nullptr);

@@ -65,7 +65,7 @@ TEST_P(SendFaultTest, OfASearchIsReported) {
   EXPECT_EQ(Uninitialize(), SSDP_SUCCESS);
 }
 
-TEST_P(SendFaultTest, OfAnAnswerIsReported) {
+TEST_P(SendFaultTest, OfAResponseIsReported) {
   Peer peer = Peer::InGroup();
   Application application;
   ASSERT_EQ(Initialize(), SSDP_SUCCESS);
@@ -82,7 +82,7 @@ TEST_P(SendFaultTest, OfAnAnswerIsReported) {
   EXPECT_EQ(Uninitialize(), SSDP_SUCCESS);
 }
 
-// Without its goodbye the service runs on.
+// Without its byebye the service runs on.
 TEST_P(SendFaultTest, OfTheByebyeStopsTheStop) {
   Application application;
   ASSERT_EQ(Initialize(), SSDP_SUCCESS);

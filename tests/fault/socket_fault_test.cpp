@@ -56,7 +56,7 @@ void PrintTo(const SocketFault& fault, std::ostream* out) {
   *out << fault.name;
 }
 
-class SocketFaultTest : public FaultTest, public testing::WithParamInterface<SocketFault> {
+class FailingSocketStep : public FaultTest, public testing::WithParamInterface<SocketFault> {
  protected:
   void SetUp() override {
     const SocketFault& fault = GetParam();
@@ -119,7 +119,7 @@ class SocketFaultTest : public FaultTest, public testing::WithParamInterface<Soc
   int m_calls = 0;
 };
 
-TEST_P(SocketFaultTest, IsReportedAndTheRestWorks) {
+TEST_P(FailingSocketStep, IsReportedAndTheRestWorks) {
   Application application;
   EXPECT_EQ(m_output.Text(), GetParam().report);
   ASSERT_EQ(Initialize(), SSDP_SUCCESS);
@@ -136,7 +136,7 @@ TEST_P(SocketFaultTest, IsReportedAndTheRestWorks) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    Steps, SocketFaultTest,
+    Steps, FailingSocketStep,
     testing::Values(
         SocketFault{"ListenerSocket", Step::kSocket, 0, EMFILE,
                     kListenerSocket + kReuse + kListenerBind + kMembership, Left::kHandler},

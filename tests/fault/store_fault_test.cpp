@@ -69,9 +69,9 @@ std::string NameOf(const testing::TestParamInfo<StoreFault>& test) {
 
 // Start-up: nothing runs afterwards, and a second attempt succeeds.
 
-class StartFaultTest : public StoreFaultTest {};
+class FailingSettingOfAStart : public StoreFaultTest {};
 
-TEST_P(StartFaultTest, StopsTheStart) {
+TEST_P(FailingSettingOfAStart, StopsTheStart) {
   HookedApplication application;
   m_armed = true;
   EXPECT_EQ(Initialize(), SSDP_FAILURE);
@@ -93,7 +93,7 @@ std::string InGenerator(const std::string& generator, const std::string& conditi
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    Settings, StartFaultTest,
+    Settings, FailingSettingOfAStart,
     testing::Values(StoreFault{"DomainName", Access::kRead, "ssdp_config_domain_name", 0,
                                InInit("GetConfig(dconfig.m_name, dconfig) == SSDP_SUCCESS")},
                     StoreFault{"DeviceType", Access::kRead, "ssdp_config_device_type", 0,
@@ -130,9 +130,9 @@ INSTANTIATE_TEST_SUITE_P(
 
 // The interface's name is only recorded: without it the service starts all the same.
 
-class InterfaceFaultTest : public StoreFaultTest {};
+class FailingInterfaceSetting : public StoreFaultTest {};
 
-TEST_P(InterfaceFaultTest, DoesNotStopTheStart) {
+TEST_P(FailingInterfaceSetting, DoesNotStopTheStart) {
   HookedApplication application;
   m_armed = true;
   ASSERT_EQ(Initialize(), SSDP_SUCCESS);
@@ -145,7 +145,7 @@ constexpr char kReadInterface[] =
     "m_ssdpstore->GetConfig(SSDP_CONFIG_NETWORK_INTERFACE, config) == SSDP_SUCCESS";
 
 INSTANTIATE_TEST_SUITE_P(
-    Workers, InterfaceFaultTest,
+    Workers, FailingInterfaceSetting,
     testing::Values(StoreFault{"Listener", Access::kRead, "ssdp_config_network_interface", 0,
                                Line("Init", kReadInterface, "GetConfig failed", kListener)},
                     StoreFault{"Handler", Access::kRead, "ssdp_config_network_interface", 1,
@@ -170,17 +170,17 @@ class SendFaultTest : public StoreFaultTest {
   }
 };
 
-class AnnounceFaultTest : public SendFaultTest {};
-class SearchFaultTest : public SendFaultTest {};
+class FailingSettingOfAnAnnouncement : public SendFaultTest {};
+class FailingSettingOfASearch : public SendFaultTest {};
 
-TEST_P(AnnounceFaultTest, SendsNothing) {
+TEST_P(FailingSettingOfAnAnnouncement, SendsNothing) {
   ExpectFailure(Announce,
                 Line("Announce", "m_handler->AnnounceNetwork(\"ssdp:alive\", this) == SSDP_SUCCESS",
                      kService));
 }
 
-// The goodbye needs the same settings. Without it the service runs on, and can be stopped later.
-TEST_P(AnnounceFaultTest, StopsTheStop) {
+// The byebye needs the same settings. Without it the service runs on, and can be stopped later.
+TEST_P(FailingSettingOfAnAnnouncement, StopsTheStop) {
   HookedApplication application;
   ASSERT_EQ(Initialize(), SSDP_SUCCESS);
   m_armed = true;
@@ -194,7 +194,7 @@ TEST_P(AnnounceFaultTest, StopsTheStop) {
   EXPECT_EQ(Uninitialize(), SSDP_SUCCESS);
 }
 
-TEST_P(SearchFaultTest, SendsNothing) {
+TEST_P(FailingSettingOfASearch, SendsNothing) {
   ExpectFailure(libSSDP::Search,
                 Line("Search", "m_handler->SearchNetwork(this) == SSDP_SUCCESS", kService));
 }
@@ -208,7 +208,7 @@ StoreFault Sending(const char* name, const char* setting, const char* function,
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    Settings, AnnounceFaultTest,
+    Settings, FailingSettingOfAnAnnouncement,
     testing::Values(Sending("Header", "ssdp_config_notify_header", "AnnounceNetwork", "config"),
                     Sending("TimeOut", "ssdp_config_notify_timeout", "AnnounceNetwork",
                             "notifytoconfig"),
@@ -216,7 +216,7 @@ INSTANTIATE_TEST_SUITE_P(
                     Sending("Uuid", "ssdp_config_uuid", "AnnounceNetwork", "uuidconfig")),
     NameOf);
 
-INSTANTIATE_TEST_SUITE_P(Settings, SearchFaultTest,
+INSTANTIATE_TEST_SUITE_P(Settings, FailingSettingOfASearch,
                          testing::Values(Sending("Header", "ssdp_config_msearch_header",
                                                  "SearchNetwork", "config"),
                                          Sending("TimeOut", "ssdp_config_msearch_timeout",
@@ -245,14 +245,14 @@ class ListenerFaultTest : public StoreFaultTest {
   }
 };
 
-class ResponseFaultTest : public ListenerFaultTest {};
-class NotifyFaultTest : public ListenerFaultTest {};
+class FailingSettingOfAResponse : public ListenerFaultTest {};
+class FailingSettingOfANotify : public ListenerFaultTest {};
 
-TEST_P(ResponseFaultTest, LosesOneSearch) {
+TEST_P(FailingSettingOfAResponse, LosesOneSearch) {
   ExpectLoss(MSearch(), &Application::m_searched);
 }
 
-TEST_P(NotifyFaultTest, LosesOneAnnouncement) {
+TEST_P(FailingSettingOfANotify, LosesOneAnnouncement) {
   ExpectLoss(Byebye("peer"), &Application::m_removed);
 }
 
@@ -265,7 +265,7 @@ StoreFault Listening(const char* name, const char* setting, const char* function
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    Settings, ResponseFaultTest,
+    Settings, FailingSettingOfAResponse,
     testing::Values(Listening("Target", "ssdp_config_search_target", "ProcessMSearch", "sconfig"),
                     Listening("Header", "ssdp_config_response_header", "ProcessMSearch", "rconfig"),
                     Listening("TimeOut", "ssdp_config_notify_timeout", "ProcessMSearch",
@@ -274,7 +274,7 @@ INSTANTIATE_TEST_SUITE_P(
                     Listening("Uuid", "ssdp_config_uuid", "ProcessMSearch", "uuidconfig")),
     NameOf);
 
-INSTANTIATE_TEST_SUITE_P(Settings, NotifyFaultTest,
+INSTANTIATE_TEST_SUITE_P(Settings, FailingSettingOfANotify,
                          testing::Values(Listening("Target", "ssdp_config_search_target",
                                                    "ProcessNotify", "sconfig")),
                          NameOf);
@@ -316,7 +316,7 @@ TEST_F(FaultTest, AReceiverWithoutSearchTargetEnds) {
 }
 
 // The announcing skips the pass and tries again in the next.
-TEST_F(FaultTest, AnAnnouncementWithoutTimeOutIsSkipped) {
+TEST_F(FaultTest, AnAnnouncementWithoutTimeoutIsSkipped) {
   Hurry();
   Fault fault(When::kFirst);
   seam::failures.get_config = [&](const std::string& name) {
@@ -331,7 +331,7 @@ TEST_F(FaultTest, AnAnnouncementWithoutTimeOutIsSkipped) {
   EXPECT_EQ(Uninitialize(), SSDP_SUCCESS);
 }
 
-// The host's own accesses.
+// The application's own accesses.
 TEST_F(FaultTest, ASetterThatFailsSaysSo) {
   HookedApplication application;
   seam::failures.set_config = [](const std::string& name) { return name == "ssdp_config_uuid"; };

@@ -8,7 +8,7 @@ namespace {
 
 // Reading a setting ran out of memory while the settings were locked, and nothing could be read,
 // set or sent ever after.
-TEST(Finding, SettingsStayUsableWhenMemoryRunsOutInTheirCopy) {
+TEST(FuzzerFinding, SettingsStayUsableWhenMemoryRunsOutInTheirCopy) {
   for (unsigned k = 1; k < 20; ++k) {
     Device device;
     memory::FailEvery(k);

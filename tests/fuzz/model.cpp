@@ -120,7 +120,7 @@ void Model::HearGroup(const Arrival& arrival) {
     if (!Read(text, false, arrival, device)) return;
     Has(text, "ssdp:alive") ? Alive(device) : Gone(device);
   } catch (const std::runtime_error&) {
-    // The host's exception ends the work on this datagram, where it stands.
+    // The application's exception ends the work on this datagram, where it stands.
   }
 }
 

@@ -11,7 +11,7 @@
 
 namespace fuzz {
 
-// What the host sets.
+// What the application sets.
 struct Settings {
   std::string domain = "schemas-example-org";
   std::string type = "Light";

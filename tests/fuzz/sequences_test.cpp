@@ -37,7 +37,7 @@ TEST(Sequence, AStrangersByebyeRemovesADevice) {
   EXPECT_TRUE(device.world.Devices().empty());
 }
 
-TEST(Sequence, AReplyAndAnAnnouncementAreOneDevice) {
+TEST(Sequence, ASearchResponseAndAnAnnouncementAreOneDevice) {
   Device device;
   EXPECT_EQ(device.Unicast({{kReply}}), Added(Usual()));
   const DeviceInfo record = Usual();
@@ -72,7 +72,7 @@ TEST(Sequence, OurOwnAnnouncementIsAPeersAnnouncement) {
 }
 
 // Whoever searches with our own address as the sender makes us answer ourselves, once.
-TEST(Sequence, AnAnswerToOurOwnAddressEndsThere) {
+TEST(Sequence, AResponseToOurOwnAddressEndsThere) {
   Device device;
   const Lines seen = device.Group({{kSearch, 0x0A4D0001, 1900}, {kAnswer, 0x0A4D0001, 1900}});
   EXPECT_EQ(seen, (Lines{fuzz::Waits(1567), Event(8, nullptr, nullptr, 0),

@@ -11,7 +11,8 @@ namespace fuzz {
 
 namespace {
 
-// Stores a setting as the host's setters do. When there is no memory for it the old value stays.
+// Stores a setting as the application's setters do. When there is no memory for it the old value
+// stays.
 template <typename Config, typename Value>
 void Store(Value Config::*field, const Value& value, Value& modelled) {
   Config config;
@@ -51,7 +52,7 @@ void TakeTemplates(Reader& reader, Templates& templates) {
         templates.response);
 }
 
-// A host's call that sends: it fails when and only when nothing leaves.
+// An application's call that sends: it fails when and only when nothing leaves.
 void Call(Trial& trial, libSSDP::SSDP_STATUS (*call)(), bool (*model)(Model&)) {
   libSSDP::SSDP_STATUS status;
   {
@@ -76,8 +77,8 @@ void Talk(Trial& trial) {
 
 }  // namespace
 
-// Two time-outs of 4 bytes, then texts that end in 0xFF: the seven that the host sets, and, behind
-// one byte, what is stored as search target and templates afterwards.
+// Two timeouts of 4 bytes, then texts that end in 0xFF: the seven that the application sets, and,
+// behind one byte, what is stored as search target and templates afterwards.
 void Setters(const std::string& input) {
   Reader reader(input);
   Trial trial(Take(reader));

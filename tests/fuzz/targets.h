@@ -14,7 +14,7 @@ void Reply(const std::string& input);    // a datagram at the socket that search
 void Notify(const std::string& input);   // a datagram at the group's socket, between announcements
 void MSearch(const std::string& input);  // a datagram at the group's socket, between searches
 void Service(const std::string& input);  // a life of the whole service; see service.cpp
-void Setters(const std::string& input);  // the host's texts and numbers; see setters.cpp
+void Setters(const std::string& input);  // an application's settings; see setters.cpp
 void Marker(const std::string& input);   // a marker, a text and a value; see marker.cpp
 
 // Takes an input apart from its start; empty values when it is used up.

@@ -44,7 +44,7 @@ class Trial {
   Model::Table m_table;     // then
 };
 
-// Hands the settings to the library as a host does.
+// Hands the settings to the library as an application does.
 void Set(const Settings& settings);
 
 }  // namespace fuzz

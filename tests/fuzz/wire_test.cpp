@@ -18,15 +18,15 @@ using support::Peer;
 constexpr auto kDeadline = std::chrono::seconds(60);
 
 // The running service, and the events that it reports.
-class Wire : public testing::Test {
+class RealSocket : public testing::Test {
  protected:
-  Wire() {
+  RealSocket() {
     libSSDP::CreateSSDP(false);
     fuzz::Set({});
-    libSSDP::SetCallback(&Wire::OnEvent, this);
+    libSSDP::SetCallback(&RealSocket::OnEvent, this);
     EXPECT_EQ(libSSDP::Initialize(), libSSDP::SSDP_SUCCESS);
   }
-  ~Wire() override {
+  ~RealSocket() override {
     EXPECT_EQ(libSSDP::Uninitialize(), libSSDP::SSDP_SUCCESS);
     libSSDP::DestroySSDP();
   }
@@ -42,7 +42,7 @@ class Wire : public testing::Test {
 
  private:
   static void OnEvent(const DeviceInfo*, DeviceInfo* device, unsigned event, void* context) {
-    auto* wire = static_cast<Wire*>(context);
+    auto* wire = static_cast<RealSocket*>(context);
     const std::lock_guard<std::mutex> lock(wire->m_mutex);
     wire->m_events.push_back(std::to_string(event) +
                              (device ? " " + device->m_uuid + " " + device->m_status : ""));
@@ -54,20 +54,20 @@ class Wire : public testing::Test {
   std::vector<std::string> m_events;
 };
 
-TEST_F(Wire, TheLargestDatagramIsSeenUpToByte512) {
+TEST_F(RealSocket, TheLargestDatagramIsSeenUpToByte512) {
   const Peer sender;
   EXPECT_TRUE(sender.Send(With(kAlive, "Status: on", "Status: " + std::string(65507 - 205, 's'))));
   EXPECT_EQ(Next(), "1 1234 " + std::string(512 - 201 - 4, 's'));
 }
 
-TEST_F(Wire, EmptyAndTinyDatagramsAreNothing) {
+TEST_F(RealSocket, EmptyAndTinyDatagramsAreNothing) {
   const Peer sender;
   for (const char* bytes : {"", "N", "", "\n"}) EXPECT_TRUE(sender.Send(bytes));
   EXPECT_TRUE(sender.Send(kAlive));
   EXPECT_EQ(Next(), "1 1234 on");
 }
 
-TEST_F(Wire, AShortDatagramAfterALongOneIsSeenAlone) {
+TEST_F(RealSocket, AShortDatagramAfterALongOneIsSeenAlone) {
   const Peer sender;
   EXPECT_TRUE(sender.Send(With(kAlive, "Status: on", "Status: " + std::string(2000, 's'))));
   EXPECT_TRUE(sender.Send(kAlive.substr(0, kAlive.find("USN: "))));
@@ -76,7 +76,7 @@ TEST_F(Wire, AShortDatagramAfterALongOneIsSeenAlone) {
   EXPECT_EQ(Next(), "1 5678 on");
 }
 
-TEST_F(Wire, ASearchFromOurOwnPortIsAnsweredAndLeadsToNothingElse) {
+TEST_F(RealSocket, ASearchFromOurOwnPortIsAnsweredAndLeadsToNothingElse) {
   Peer sender(1900);  // bound to the address, it gets what is sent there
   EXPECT_TRUE(sender.Send(With(kSearch, "MX: 3", "MX: 1")));
   EXPECT_EQ(Next(), "8");
@@ -86,7 +86,7 @@ TEST_F(Wire, ASearchFromOurOwnPortIsAnsweredAndLeadsToNothingElse) {
 }
 
 // The system won't send to port 0: the answer fails, and that is reported.
-TEST_F(Wire, ASearchFromPortZeroCantBeAnswered) {
+TEST_F(RealSocket, ASearchFromPortZeroCantBeAnswered) {
   const support::Output output;
   EXPECT_TRUE(support::SendFromPortZero(With(kSearch, "MX: 3", "MX: 1")));
   EXPECT_EQ(Next(), "8");

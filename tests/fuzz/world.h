@@ -24,8 +24,8 @@ struct Chance {
   int microsecond = 0;       // and its fraction
   int random = 0;            // the next of rand()
   bool sends_fail = false;   // no datagram leaves
-  bool host_calls = false;   // the host's callback announces
-  bool host_throws = false;  // the host's callback lets an exception out
+  bool host_calls = false;   // the application's callback announces
+  bool host_throws = false;  // the application's callback lets an exception out
 };
 
 // The date of every answer, as ctime writes it.
@@ -44,7 +44,8 @@ class World {
   World(const World&) = delete;
   World& operator=(const World&) = delete;
 
-  // As the host's calls, but what failed for want of memory is tried again with enough of it.
+  // As the application's calls, but what failed for want of memory is tried again with enough of
+  // it.
   void Initialize();
   void Uninitialize();
 

@@ -58,10 +58,10 @@ void OnEvent(const DeviceInfo*, DeviceInfo* device, unsigned int event, void*) {
   ++heard;
 }
 
-class Child : public testing::Test {
+class ForkedChild : public testing::Test {
  protected:
-  Child() { heard = left = 0; }
-  ~Child() override { seam::Reset(); }
+  ForkedChild() { heard = left = 0; }
+  ~ForkedChild() override { seam::Reset(); }
 
   static void ExpectToHear() {
     const int before = heard;
@@ -75,9 +75,9 @@ class Child : public testing::Test {
   static std::unique_ptr<support::Peer> m_peer;
 };
 
-std::unique_ptr<support::Peer> Child::m_peer;
+std::unique_ptr<support::Peer> ForkedChild::m_peer;
 
-TEST_F(Child, LeavesTheParentsServiceAlone) {
+TEST_F(ForkedChild, LeavesTheParentsServiceAlone) {
   support::Application application(true, OnEvent);
   application.Start();
   ExpectToHear();
@@ -90,7 +90,7 @@ TEST_F(Child, LeavesTheParentsServiceAlone) {
   application.Stop();
 }
 
-TEST_F(Child, OfALockedTableDoesNotHang) {
+TEST_F(ForkedChild, OfALockedTableDoesNotDeadlock) {
   support::Application application(true, OnEvent);
   application.Start();
   fork_in_callback = true;
@@ -99,7 +99,7 @@ TEST_F(Child, OfALockedTableDoesNotHang) {
   application.Stop();
 }
 
-TEST_F(Child, OfADelayedResponseDoesNotHang) {
+TEST_F(ForkedChild, OfADelayedResponseDoesNotDeadlock) {
   std::atomic<bool> waiting{false};
   seam::calls.rand = [] { return 99999; };
   seam::calls.pthread_cond_timedwait = [&](pthread_cond_t* cond, pthread_mutex_t* mutex,
@@ -116,7 +116,7 @@ TEST_F(Child, OfADelayedResponseDoesNotHang) {
 }
 
 // As daemon(3) does it: what was created before the fork is started after it.
-TEST_F(Child, StartsWhatItsParentCreatedOnly) {
+TEST_F(ForkedChild, StartsWhatItsParentCreatedOnly) {
   support::Application application(false, OnEvent);
   EXPECT_EQ(ResultOfChild([] {
               int failed = Initialize() + Announce() + Search() + SetStatus("daemon");
@@ -129,7 +129,7 @@ TEST_F(Child, StartsWhatItsParentCreatedOnly) {
   application.Stop();
 }
 
-TEST_F(Child, OfAStoppedServiceStartsIt) {
+TEST_F(ForkedChild, OfAStoppedServiceStartsIt) {
   support::Application application(false, OnEvent);
   application.Start();
   application.Stop();

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Started and stopped for ever, the library leaves nothing behind.
+// Started and stopped many times, the library leaves nothing behind.
 #include <gmock/gmock.h>
 #include <sched.h>
 
@@ -47,7 +47,7 @@ void ExpectFlat(const char* what, int count, Life life) {
             << malloc_before << " -> " << malloc_after << " bytes\n";
 }
 
-TEST(Cycles, AWorkerLeavesNothingBehind) {
+TEST(ManyLives, AWorkerLeavesNothingBehind) {
   Spinner worker;
   int lives = 0;
   ExpectFlat("worker", support::Scaled("cycles of one worker", 100000), [&] {
@@ -59,7 +59,7 @@ TEST(Cycles, AWorkerLeavesNothingBehind) {
   EXPECT_EQ(worker.m_runs, lives);
 }
 
-TEST(Cycles, BothNetworkWorkersLeaveNothingBehind) {
+TEST(ManyLives, BothNetworkWorkersLeaveNothingBehind) {
   libSSDP::SSDPStorage store;
   ASSERT_EQ(store.Init(), 0);
   ExpectFlat("network workers", support::Scaled("cycles of both network workers", 5000), [&] {
@@ -72,7 +72,7 @@ TEST(Cycles, BothNetworkWorkersLeaveNothingBehind) {
   });
 }
 
-TEST(Cycles, AServiceLeavesNothingBehind) {
+TEST(ManyLives, AServiceLeavesNothingBehind) {
   seam::calls.usleep = [](useconds_t) { return seam::real.usleep(1000); };
   const auto count_ourselves = [](const libSSDP::DeviceInfo*, libSSDP::DeviceInfo*,
                                   unsigned int event, void* added) {

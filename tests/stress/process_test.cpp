@@ -151,7 +151,7 @@ void Handle(int) {
   ++(is_ours ? handled_by_us : handled_by_library);
 }
 
-TEST_F(Process, AStormOfSignalsReachesOnlyTheHostsThreads) {
+TEST_F(Process, AStormOfSignalsReachesOnlyTheApplicationsThreads) {
   struct sigaction action = {};
   struct sigaction previous = {};
   action.sa_handler = Handle;  // without SA_RESTART, so that every call is interrupted

@@ -70,7 +70,7 @@ TEST_F(Stop, DuringABurstEndsAllCallbacks) {
 }
 
 // A response delay of 100 s, cut short by the stop.
-TEST_F(Stop, DuringAResponseDelaySendsTheAnswerAtOnce) {
+TEST_F(Stop, DuringAResponseDelaySendsTheResponseAtOnce) {
   std::atomic<bool> waiting{false};
   seam::calls.rand = [] { return 99999; };
   seam::calls.pthread_cond_timedwait = [&](pthread_cond_t* cond, pthread_mutex_t* mutex,
@@ -163,11 +163,11 @@ TEST_F(Stop, DuringTheCallbackForAnAnnouncementWaitsForIt) {
   StopInsideTheCallbackFor(support::Alive("one", "on"), false);
 }
 
-TEST_F(Stop, DuringTheCallbackForAByeByeWaitsForIt) {
+TEST_F(Stop, DuringTheCallbackForAByebyeWaitsForIt) {
   StopInsideTheCallbackFor(support::Byebye("one"), false);
 }
 
-TEST_F(Stop, DuringTheCallbackForAReplyWaitsForIt) {
+TEST_F(Stop, DuringTheCallbackForASearchResponseWaitsForIt) {
   StopInsideTheCallbackFor(support::Response("one", "on"), true);
 }
 

@@ -65,7 +65,7 @@ struct Seen {
 void OnEvent(const libSSDP::DeviceInfo* old, libSSDP::DeviceInfo* device, unsigned int event,
              void* context) {
   static_cast<Seen*>(context)->Check(old, device, event);
-  // What a host may do inside of it.
+  // What an application may do inside of it.
   libSSDP::SetStatus("busy");
   std::string uuid;
   libSSDP::GetUUID(uuid);
@@ -102,7 +102,7 @@ void CallEverything(int i) {
   if (i % 10 == 0) {
     EXPECT_EQ(libSSDP::Search(), 0);
   }
-  // The records change as the network does, so only the keys are a host's to look at here.
+  // The records change as the network does, so an application may only read the keys here.
   std::map<std::string, libSSDP::DeviceInfo*> devices;
   EXPECT_EQ(libSSDP::GetDevices(devices), 0);
   for (const auto& [key, record] : devices) {
@@ -111,7 +111,7 @@ void CallEverything(int i) {
   }
 }
 
-TEST(Threads, EveryEntryPointFromEightOfThem) {
+TEST(EightThreads, CallEveryEntryPoint) {
   const int turns = support::Scaled("turns of each of 8 threads", 1000);
   seam::calls.rand = [] { return 0; };  // answers don't dawdle
   Seen seen;

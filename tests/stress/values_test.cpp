@@ -128,7 +128,7 @@ void ExpectWhole(std::map<std::string, int> count) {
   for (const auto& [text, times] : count) ADD_FAILURE() << times << " times a torn\n" << text;
 }
 
-TEST(Values, AreNeverTornOnTheWire) {
+TEST(ChangingValues, AreNeverTornOnTheWire) {
   const int turns = support::Scaled("messages of each kind", 20000);
   const auto ignore = [](const libSSDP::DeviceInfo*, libSSDP::DeviceInfo*, unsigned int, void*) {};
   seam::calls.rand = [] { return 0; };

@@ -9,8 +9,8 @@
 namespace golden {
 
 // A lamp: domain schemas-example-org, type Light, version 1, user agent "lamp/2.0 UPnP/1.1", server
-// information "Linux/6.1 UPnP/1.1 lamp/2.0", UUID 1234, status ok, notify time-out 1800, search
-// time-out 3.
+// information "Linux/6.1 UPnP/1.1 lamp/2.0", UUID 1234, status ok, notify timeout 1800, search
+// timeout 3.
 inline const std::string kLampAlive =
     "NOTIFY * HTTP/1.1\r\n"
     "Host: 239.255.255.250:1900\r\n"
@@ -93,7 +93,7 @@ inline const std::string kBlankAnswer =
     "\r\n";
 
 // A pump whose settings need care: a status with a blank, a colon and a "USN: uuid:" of its own, a
-// UUID with dashes, a negative notify time-out, the longest search time-out there is.
+// UUID with dashes, a negative notify timeout, the longest search timeout.
 inline const std::string kPumpAlive =
     "NOTIFY * HTTP/1.1\r\n"
     "Host: 239.255.255.250:1900\r\n"

@@ -25,10 +25,10 @@ using testing::IsEmpty;
 using testing::SizeIs;
 
 // No service at first; whatever a test makes is freed after it.
-class Library : public testing::Test {
+class EntryPoints : public testing::Test {
  protected:
-  Library() { ssdpserver = nullptr; }
-  ~Library() override {
+  EntryPoints() { ssdpserver = nullptr; }
+  ~EntryPoints() override {
     delete ssdpserver;
     ssdpserver = nullptr;
   }
@@ -59,11 +59,11 @@ class Library : public testing::Test {
   support::ScriptedSystem m_system;
 };
 
-TEST_F(Library, StartsWithoutAService) {
+TEST_F(EntryPoints, StartsWithoutAService) {
   EXPECT_EQ(ssdpserver, nullptr);
 }
 
-TEST_F(Library, RefusesEveryCallBeforeCreate) {
+TEST_F(EntryPoints, RefusesEveryCallBeforeCreate) {
   std::map<std::string, DeviceInfo*> devices;
   ExpectNotCreated("SetNotifyTimeOut", [] { return SetNotifyTimeOut(1); });
   ExpectNotCreated("SetMSearchTimeOut", [] { return SetMSearchTimeOut(1); });
@@ -81,31 +81,31 @@ TEST_F(Library, RefusesEveryCallBeforeCreate) {
   ExpectNotCreated("SetUUID", [] { return SetUUID("x"); });
 }
 
-TEST_F(Library, LeavesTheArgumentAloneWithoutAService) {
+TEST_F(EntryPoints, LeavesTheArgumentAloneWithoutAService) {
   std::string uuid = "mine";
   ExpectNotCreated("GetUUID", [&] { return GetUUID(uuid); });
   EXPECT_EQ(uuid, "mine");
 }
 
-TEST_F(Library, CreatesAServiceAndSendsNothing) {
+TEST_F(EntryPoints, CreatesAServiceAndSendsNothing) {
   EXPECT_EQ(CreateSSDP(false), 0);
   EXPECT_NE(ssdpserver, nullptr);
   EXPECT_THAT(m_system.sent, IsEmpty());
 }
 
-TEST_F(Library, ReplacesTheServiceInASecondCreate) {
+TEST_F(EntryPoints, ReplacesTheServiceInASecondCreate) {
   CreateSSDP(false);
   const std::unique_ptr<SSDP> first(ssdpserver);
   EXPECT_EQ(CreateSSDP(false), 0);
   EXPECT_NE(ssdpserver, first.get());
 }
 
-TEST_F(Library, DestroysNothingWithoutAService) {
+TEST_F(EntryPoints, DestroysNothingWithoutAService) {
   EXPECT_EQ(OutputOf([] { EXPECT_EQ(DestroySSDP(), 0); }), "");
   EXPECT_EQ(ssdpserver, nullptr);
 }
 
-TEST_F(Library, KeepsThePointerAfterDestroy) {
+TEST_F(EntryPoints, KeepsThePointerAfterDestroy) {
   CreateSSDP(false);
   const SSDP* const service = ssdpserver;
   EXPECT_EQ(DestroySSDP(), 0);
@@ -113,7 +113,7 @@ TEST_F(Library, KeepsThePointerAfterDestroy) {
   ssdpserver = nullptr;
 }
 
-TEST_F(Library, DestroysWithoutGoodbyeOrStop) {
+TEST_F(EntryPoints, DestroysWithoutByebyeOrStop) {
   CreateSSDP(true);
   Initialize();
   m_system.log.clear();
@@ -122,7 +122,7 @@ TEST_F(Library, DestroysWithoutGoodbyeOrStop) {
   ssdpserver = nullptr;
 }
 
-TEST_F(Library, StoresEverySettingUnderItsOwnName) {
+TEST_F(EntryPoints, StoresEverySettingUnderItsOwnName) {
   CreateSSDP(false);
   EXPECT_EQ(SetNotifyTimeOut(30), 0);
   EXPECT_EQ(SetMSearchTimeOut(31), 0);
@@ -146,7 +146,7 @@ TEST_F(Library, StoresEverySettingUnderItsOwnName) {
   EXPECT_EQ(Get(*ssdpserver, &DeviceUUIDConfig::m_uuid), "uuid");
 }
 
-TEST_F(Library, WritesOneSettingACall) {
+TEST_F(EntryPoints, WritesOneSettingACall) {
   CreateHooked();
   m_system.log.clear();
   m_system.LogSettings();
@@ -158,7 +158,7 @@ TEST_F(Library, WritesOneSettingACall) {
                                         "get ssdp_config_uuid"));
 }
 
-TEST_F(Library, ReturnsThatASettingCannotBeStored) {
+TEST_F(EntryPoints, ReturnsThatASettingCannotBeStored) {
   CreateHooked();
   seam::failures.set_config = [](const std::string&) { return true; };
   ExpectNotStored([] { return SetNotifyTimeOut(1); });
@@ -173,7 +173,7 @@ TEST_F(Library, ReturnsThatASettingCannotBeStored) {
   ExpectNotStored([] { return SetUUID("x"); });
 }
 
-TEST_F(Library, HandsTheUuidBack) {
+TEST_F(EntryPoints, HandsTheUuidBack) {
   CreateSSDP(false);
   SetUUID("1234-abcd");
   std::string uuid = "other";
@@ -181,7 +181,7 @@ TEST_F(Library, HandsTheUuidBack) {
   EXPECT_EQ(uuid, "1234-abcd");
 }
 
-TEST_F(Library, EmptiesTheArgumentWhenTheUuidCannotBeRead) {
+TEST_F(EntryPoints, EmptiesTheArgumentWhenTheUuidCannotBeRead) {
   CreateHooked();
   SetUUID("1234");
   seam::failures.get_config = [](const std::string&) { return true; };
@@ -195,7 +195,7 @@ TEST_F(Library, EmptiesTheArgumentWhenTheUuidCannotBeRead) {
 }
 
 // Every std::exception, not only std::bad_alloc.
-TEST_F(Library, LetsNoExceptionOut) {
+TEST_F(EntryPoints, LetsNoExceptionOut) {
   CreateHooked();
   SetCallback([](auto...) {}, nullptr);
   Initialize();
@@ -229,7 +229,7 @@ TEST_F(Library, LetsNoExceptionOut) {
   expect_caught("Uninitialize", file, [] { return Uninitialize(); });
 }
 
-TEST_F(Library, InitializesAndUninitializesTheService) {
+TEST_F(EntryPoints, InitializesAndUninitializesTheService) {
   CreateSSDP(false);
   support::SetLamp(*ssdpserver);
   EXPECT_EQ(Initialize(), 0);
@@ -244,7 +244,7 @@ TEST_F(Library, InitializesAndUninitializesTheService) {
   EXPECT_EQ(m_system.sent[2].data, golden::kLampByebye);
 }
 
-TEST_F(Library, ReturnsEveryFailureOfTheService) {
+TEST_F(EntryPoints, ReturnsEveryFailureOfTheService) {
   CreateSSDP(false);
   seam::calls.pthread_create = [](auto...) { return 11; };
   seam::calls.sendto = [](auto...) { return -1; };
@@ -261,7 +261,7 @@ TEST_F(Library, ReturnsEveryFailureOfTheService) {
   EXPECT_EQ(searched, 1);
 }
 
-TEST_F(Library, HandsTheHostItsContextAndTheDevicesOfTheTable) {
+TEST_F(EntryPoints, HandsTheApplicationItsContextAndTheDevicesOfTheTable) {
   CreateSSDP(false);
   struct Heard {
     unsigned int event = 99;
@@ -285,7 +285,7 @@ TEST_F(Library, HandsTheHostItsContextAndTheDevicesOfTheTable) {
   Uninitialize();
 }
 
-// The pass of a loop whose notify time-out has been set, for a service that announces or not.
+// The pass of a loop whose notify timeout has been set, for a service that announces or not.
 size_t AnnouncementsOfOnePass(support::ScriptedSystem& system, bool announce, int timeout) {
   CreateSSDP(announce);
   if (timeout != -1) SetNotifyTimeOut(timeout);
@@ -298,7 +298,7 @@ size_t AnnouncementsOfOnePass(support::ScriptedSystem& system, bool announce, in
   return sent;
 }
 
-TEST_F(Library, AnnouncesPeriodicallyOnlyWhenCreatedToAndGivenATimeOut) {
+TEST_F(EntryPoints, AnnouncesPeriodicallyOnlyWhenCreatedToAndGivenATimeout) {
   EXPECT_EQ(AnnouncementsOfOnePass(m_system, true, 30), 1u);
   EXPECT_EQ(AnnouncementsOfOnePass(m_system, true, -1), 0u);
   EXPECT_EQ(AnnouncementsOfOnePass(m_system, true, 0), 0u);

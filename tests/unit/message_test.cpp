@@ -152,7 +152,7 @@ TEST(ReadDevice, ReadsEveryFieldButTheAddress) {
   EXPECT_EQ(device.m_address, "untouched");
 }
 
-TEST(ReadDevice, ReadsAnAnswerLikeAnAnnouncement) {
+TEST(ReadDevice, ReadsAResponseLikeAnAnnouncement) {
   DeviceInfo device;
   EXPECT_TRUE(ReadDevice(golden::kPumpAnswer.c_str(), 1000, ShortStatus::kReadAsEmpty, device));
   EXPECT_EQ(device.m_expiry, 995);

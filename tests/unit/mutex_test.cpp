@@ -22,14 +22,14 @@ int TryLockElsewhere(Mutex& mutex) {
   return result;
 }
 
-class Locks : public testing::Test {
+class MutexLocks : public testing::Test {
  protected:
-  ~Locks() override { seam::Reset(); }
+  ~MutexLocks() override { seam::Reset(); }
 
   Mutex m_mutex;
 };
 
-TEST_F(Locks, ExcludeOtherThreadsUntilUnlocked) {
+TEST_F(MutexLocks, ExcludeOtherThreadsUntilUnlocked) {
   EXPECT_EQ(TryLockElsewhere(m_mutex), 0);
   EXPECT_EQ(m_mutex.Lock(), 0);
   EXPECT_EQ(TryLockElsewhere(m_mutex), EBUSY);
@@ -50,22 +50,22 @@ void ExpectNotRecursive(Mutex& mutex) NO_THREAD_SAFETY_ANALYSIS {
   mutex.Unlock();
 }
 
-TEST_F(Locks, AreTakenByTryLock) {
+TEST_F(MutexLocks, AreTakenByTryLock) {
   ExpectTryLockToTake(m_mutex);
 }
 
-TEST_F(Locks, AreNotRecursive) {
+TEST_F(MutexLocks, AreNotRecursive) {
   ExpectNotRecursive(m_mutex);
 }
 
-TEST_F(Locks, HandTheSystemsResultThrough) {
+TEST_F(MutexLocks, HandTheSystemsResultThrough) {
   seam::calls.pthread_mutex_lock = [](pthread_mutex_t*) { return 11; };
   seam::calls.pthread_mutex_unlock = [](pthread_mutex_t*) { return 22; };
   EXPECT_EQ(m_mutex.Lock(), 11);
   EXPECT_EQ(m_mutex.Unlock(), 22);
 }
 
-TEST_F(Locks, AreHeldForAScope) {
+TEST_F(MutexLocks, AreHeldForAScope) {
   {
     const ScopedLock lock(m_mutex);
     EXPECT_EQ(TryLockElsewhere(m_mutex), EBUSY);
@@ -73,7 +73,7 @@ TEST_F(Locks, AreHeldForAScope) {
   EXPECT_EQ(TryLockElsewhere(m_mutex), 0);
 }
 
-TEST_F(Locks, AreLetGoWhenSomethingIsThrown) {
+TEST_F(MutexLocks, AreLetGoWhenSomethingIsThrown) {
   try {
     const ScopedLock lock(m_mutex);
     throw 1;
@@ -82,7 +82,7 @@ TEST_F(Locks, AreLetGoWhenSomethingIsThrown) {
   EXPECT_EQ(TryLockElsewhere(m_mutex), 0);
 }
 
-TEST_F(Locks, AreLeftAloneByAScopeThatCouldNotTakeThem) {
+TEST_F(MutexLocks, AreLeftAloneByAScopeThatCouldNotTakeThem) {
   int unlocked = 0;
   seam::calls.pthread_mutex_lock = [](pthread_mutex_t*) { return EINVAL; };
   seam::calls.pthread_mutex_unlock = [&](pthread_mutex_t*) { return ++unlocked; };
@@ -90,7 +90,7 @@ TEST_F(Locks, AreLeftAloneByAScopeThatCouldNotTakeThem) {
   EXPECT_EQ(unlocked, 0);
 }
 
-class Condition : public Locks {
+class Condition : public MutexLocks {
  protected:
   // The deadline that a timed wait of `timeout` ms asks for at second 100 and `microseconds`.
   timespec DeadlineOf(int timeout, int microseconds) {
@@ -117,7 +117,7 @@ class Condition : public Locks {
   ConditionVariable m_cond{m_mutex};
 };
 
-TEST_F(Condition, WaitsUntilNowAndTheTimeOut) {
+TEST_F(Condition, WaitsUntilNowAndTheTimeout) {
   ExpectDeadline(0, 0, 100, 0);
   ExpectDeadline(0, 999999, 100, 999999000);
   ExpectDeadline(1, 0, 100, 1000000);
@@ -131,24 +131,24 @@ TEST_F(Condition, CarriesMicrosecondsIntoTheNextSecond) {
   ExpectDeadline(999, 1000, 101, 0);
 }
 
-TEST_F(Condition, TakesTheLongestTimeOut) {
+TEST_F(Condition, TakesTheLongestTimeout) {
   ExpectDeadline(2147483647, 999999, 100 + 2147483 + 1, 646999000);
 }
 
-TEST_F(Condition, HasADeadlineInThePastForANegativeTimeOut) {
+TEST_F(Condition, HasADeadlineInThePastForANegativeTimeout) {
   ExpectDeadline(-2, 0, 100, -2000000);
   ExpectDeadline(-2, 500000, 100, 498000000);
   ExpectDeadline(-1000, 7, 99, 7000);
   ExpectDeadline(-2147483647 - 1, 0, 100 - 2147483, -648000000);
 }
 
-TEST_F(Condition, ReturnsAtOnceFromANegativeTimeOut) {
+TEST_F(Condition, ReturnsAtOnceFromANegativeTimeout) {
   m_mutex.Lock();
   EXPECT_EQ(m_cond.Wait(-5000), ETIMEDOUT);
   m_mutex.Unlock();
 }
 
-TEST_F(Condition, TimesOutAtOnceWithoutATimeOutAndASignal) {
+TEST_F(Condition, TimesOutAtOnceWithoutATimeoutAndASignal) {
   m_mutex.Lock();
   EXPECT_EQ(m_cond.Wait(0), ETIMEDOUT);
   EXPECT_EQ(TryLockElsewhere(m_mutex), EBUSY);  // held again

@@ -279,7 +279,7 @@ TEST(FailureLine, IsPrintedIntoAStreamInMemory) {
   std::free(text);
 }
 
-TEST(Check, IsTrueAndSilentWhenItsConditionHolds) {
+TEST(CheckMacro, IsTrueAndSilentWhenItsConditionHolds) {
   bool plain = false, reasoned = false;
   const std::string output = OutputOf([&] {
     plain = SSDP_CHECK(1 + 1 == 2);
@@ -290,7 +290,7 @@ TEST(Check, IsTrueAndSilentWhenItsConditionHolds) {
   EXPECT_EQ(output, "");
 }
 
-TEST(Check, IsFalseAndPrintsItsConditionAsItStands) {
+TEST(CheckMacro, IsFalseAndPrintsItsConditionAsItStands) {
   bool plain = true;
   const int one = 1;
   const std::string output = OutputOf([&] { plain = SSDP_CHECK(one == 2); });
@@ -298,7 +298,7 @@ TEST(Check, IsFalseAndPrintsItsConditionAsItStands) {
   EXPECT_EQ(output, "[#] operator(): one == 2 failed. \n tests/unit/report_test.cpp\n");
 }
 
-TEST(Check, PrintsTheLineItStandsIn) {
+TEST(CheckMacro, PrintsTheLineItIsIn) {
   int line = 0;
   const std::string output = RawOutputOf([&] {
     line = __LINE__ + 1;
@@ -307,13 +307,13 @@ TEST(Check, PrintsTheLineItStandsIn) {
   EXPECT_THAT(output, testing::StartsWith("[" + std::to_string(line) + "] "));
 }
 
-TEST(Check, EvaluatesItsConditionOnce) {
+TEST(CheckMacro, EvaluatesItsConditionOnce) {
   int evaluated = 0;
   OutputOf([&] { SSDP_CHECK(++evaluated == 0); });
   EXPECT_EQ(evaluated, 1);
 }
 
-TEST(Check, EvaluatesItsReasonOnlyWhenItFails) {
+TEST(CheckMacro, EvaluatesItsReasonOnlyWhenItFails) {
   int evaluated = 0;
   const auto reason = [&] {
     ++evaluated;
@@ -326,7 +326,7 @@ TEST(Check, EvaluatesItsReasonOnlyWhenItFails) {
   EXPECT_EQ(evaluated, 1);
 }
 
-TEST(Check, LeavesMacrosInItsConditionAlone) {
+TEST(CheckMacro, LeavesMacrosInItsConditionAlone) {
   const void* pointer = "";
   EXPECT_THAT(OutputOf([&] { SSDP_CHECK(pointer == NULL); }),
               testing::HasSubstr(": pointer == NULL failed."));

@@ -44,7 +44,8 @@ class RealService : public testing::Test {
     test.m_changed.notify_all();
   }
 
-  // Waits until the host has heard `event`; that it never comes ends in the test's time limit.
+  // Waits until the application has received `event`; that it never comes ends in the test's time
+  // limit.
   void WaitFor(unsigned int event) {
     std::unique_lock<std::mutex> lock(m_mutex);
     m_changed.wait(
@@ -80,7 +81,7 @@ TEST_F(AnnouncingService, FindsItselfByItsOwnAnnouncement) {
   EXPECT_TRUE(Devices().empty());
 }
 
-TEST_F(RealService, AnswersItsOwnSearchAndFindsItselfByTheAnswer) {
+TEST_F(RealService, AnswersItsOwnSearchAndFindsItselfByTheResponse) {
   EXPECT_EQ(m_ssdp.Init(), 0);
   EXPECT_EQ(m_ssdp.Search(), 0);
   WaitFor(SSDP_SEARCH_RECEIVED);
@@ -91,7 +92,7 @@ TEST_F(RealService, AnswersItsOwnSearchAndFindsItselfByTheAnswer) {
   EXPECT_EQ(m_ssdp.DeInit(), 0);
 }
 
-TEST_F(RealService, SearchesInVainWithATimeOutOfZero) {
+TEST_F(RealService, SearchesInVainWithATimeoutOfZero) {
   Set(m_ssdp, &MSearchTimeoutConfig::m_msearch_timeout, 0);
   EXPECT_EQ(m_ssdp.Init(), 0);
   EXPECT_EQ(m_ssdp.Search(), 0);
@@ -132,7 +133,7 @@ TEST_F(RealService, NamesItsThreads) {
   EXPECT_EQ(m_ssdp.DeInit(), 0);
 }
 
-TEST_F(AnnouncingService, BlocksSignalsOnEveryThreadThatCallsTheHost) {
+TEST_F(AnnouncingService, BlocksSignalsOnEveryThreadThatCallsTheApplication) {
   sigset_t mask;
   sigemptyset(&mask);
   m_ssdp.SetCallback(

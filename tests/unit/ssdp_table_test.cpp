@@ -18,7 +18,7 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
 
-// One call of the host's callback, with the stored record as it was during the call.
+// One call of the application's callback, with the stored record as it was during the call.
 struct Event {
   unsigned int value;
   const DeviceInfo* old;
@@ -27,19 +27,19 @@ struct Event {
   void* context;
 };
 
-class Table : public testing::Test {
+class DeviceTable : public testing::Test {
  protected:
-  Table() { m_ssdp.SetCallback(&Table::HostCallback, this); }
+  DeviceTable() { m_ssdp.SetCallback(&DeviceTable::HostCallback, this); }
 
   static void HostCallback(const DeviceInfo* old, DeviceInfo* new_device, unsigned int event,
                            void* context) {
-    auto& test = *static_cast<Table*>(context);
+    auto& test = *static_cast<DeviceTable*>(context);
     test.m_events.push_back(
         {event, old, old != nullptr ? *old : DeviceInfo(), new_device, context});
     if (test.m_on_event) test.m_on_event();
   }
 
-  // Reports a device as the workers do, and gives the event that the host saw.
+  // Reports a device as the workers do, and gives the event that the application saw.
   Event Report(DeviceInfo& device, bool alive) {
     m_events.clear();
     SSDP::Callback(&m_ssdp, &device, alive, false);
@@ -75,7 +75,7 @@ class Table : public testing::Test {
   std::function<void()> m_on_event;
 };
 
-TEST_F(Table, StoresACopyOfANewDeviceAndReportsIt) {
+TEST_F(DeviceTable, StoresACopyOfANewDeviceAndReportsIt) {
   DeviceInfo device = Device("a", "10.0.0.1", "ok", 100);
   const Event event = Report(device, true);
   EXPECT_EQ(event.value, 1u);
@@ -90,7 +90,7 @@ TEST_F(Table, StoresACopyOfANewDeviceAndReportsIt) {
   EXPECT_EQ(Devices()["a"], event.old);
 }
 
-TEST_F(Table, RefreshesAKnownDeviceWithEventZero) {
+TEST_F(DeviceTable, RefreshesAKnownDeviceWithEventZero) {
   DeviceInfo first = Device("a", "10.0.0.1", "ok", 100);
   DeviceInfo second = Device("a", "10.0.0.1", "ok", 200);
   const DeviceInfo* stored = Report(first, true).old;
@@ -102,14 +102,14 @@ TEST_F(Table, RefreshesAKnownDeviceWithEventZero) {
   EXPECT_EQ(Devices()["a"]->m_expiry, 200);
 }
 
-TEST_F(Table, TakesAnEarlierExpiryToo) {
+TEST_F(DeviceTable, TakesAnEarlierExpiryToo) {
   DeviceInfo first = Device("a", "10.0.0.1", "ok", 200), second = Device("a");
   Report(first, true);
   Report(second, true);
   EXPECT_EQ(Devices()["a"]->m_expiry, 100);
 }
 
-TEST_F(Table, ReportsANewAddressAndTakesItOverAfterTheCallback) {
+TEST_F(DeviceTable, ReportsANewAddressAndTakesItOverAfterTheCallback) {
   DeviceInfo first = Device("a", "10.0.0.1", "ok", 100);
   DeviceInfo second = Device("a", "10.0.0.2", "busy", 200);
   Report(first, true);
@@ -123,7 +123,7 @@ TEST_F(Table, ReportsANewAddressAndTakesItOverAfterTheCallback) {
   EXPECT_EQ(Report(second, true).value, 0u);
 }
 
-TEST_F(Table, ReportsANewAddressOfTheSameOrAnotherLength) {
+TEST_F(DeviceTable, ReportsANewAddressOfTheSameOrAnotherLength) {
   DeviceInfo device = Device("a", "10.0.0.1");
   Report(device, true);
   for (const char* address : {"10.0.0.3", "10.0.0.10", "10.0.0.1", ""}) {
@@ -132,7 +132,7 @@ TEST_F(Table, ReportsANewAddressOfTheSameOrAnotherLength) {
   }
 }
 
-TEST_F(Table, TakesANewStatusOverSilently) {
+TEST_F(DeviceTable, TakesANewStatusOverSilently) {
   DeviceInfo first = Device("a", "10.0.0.1", "ok"), second = Device("a", "10.0.0.1", "busy");
   Report(first, true);
   const Event event = Report(second, true);
@@ -141,7 +141,7 @@ TEST_F(Table, TakesANewStatusOverSilently) {
   EXPECT_EQ(Devices()["a"]->m_status, "busy");
 }
 
-TEST_F(Table, TakesOverWhatTheHostWroteToTheNewRecord) {
+TEST_F(DeviceTable, TakesOverWhatTheApplicationWroteToTheNewRecord) {
   DeviceInfo device = Device("a", "10.0.0.1", "ok");
   Report(device, true);
   m_on_event = [&] { device.m_status = "seen"; };
@@ -149,7 +149,7 @@ TEST_F(Table, TakesOverWhatTheHostWroteToTheNewRecord) {
   EXPECT_EQ(Devices()["a"]->m_status, "seen");
 }
 
-TEST_F(Table, ForgetsADeviceThatLeavesBeforeTheHostHears) {
+TEST_F(DeviceTable, ForgetsADeviceThatLeavesBeforeTheApplicationHears) {
   DeviceInfo device = Device("a"), other = Device("b");
   Report(device, true);
   Report(other, true);
@@ -163,7 +163,7 @@ TEST_F(Table, ForgetsADeviceThatLeavesBeforeTheHostHears) {
   EXPECT_EQ(Devices().count("a"), 0u);
 }
 
-TEST_F(Table, ReportsThatAnUnknownDeviceLeavesToo) {
+TEST_F(DeviceTable, ReportsThatAnUnknownDeviceLeavesToo) {
   DeviceInfo device = Device("never seen");
   const Event event = Report(device, false);
   EXPECT_EQ(event.value, 2u);
@@ -172,14 +172,14 @@ TEST_F(Table, ReportsThatAnUnknownDeviceLeavesToo) {
   EXPECT_THAT(Devices(), IsEmpty());
 }
 
-TEST_F(Table, TakesADeviceThatLeftForANewOne) {
+TEST_F(DeviceTable, TakesADeviceThatLeftForANewOne) {
   DeviceInfo device = Device("a");
   EXPECT_EQ(Report(device, true).value, 1u);
   EXPECT_EQ(Report(device, false).value, 2u);
   EXPECT_EQ(Report(device, true).value, 1u);
 }
 
-TEST_F(Table, TellsDevicesApartByTheBytesOfTheirUuid) {
+TEST_F(DeviceTable, TellsDevicesApartByTheBytesOfTheirUuid) {
   DeviceInfo lower = Device("ab"), upper = Device("AB"), empty = Device("");
   EXPECT_EQ(Report(lower, true).value, 1u);
   EXPECT_EQ(Report(upper, true).value, 1u);
@@ -188,7 +188,7 @@ TEST_F(Table, TellsDevicesApartByTheBytesOfTheirUuid) {
   for (const auto& [uuid, device] : Devices()) EXPECT_EQ(device->m_uuid, uuid);
 }
 
-TEST_F(Table, KeepsTheOrderOfTheUuidsBytes) {
+TEST_F(DeviceTable, KeepsTheOrderOfTheUuidsBytes) {
   const std::vector<std::string> sorted = {"", "AB", "a", "ab", "a\x7f", "a\x80", "b"};
   for (const size_t i : {3u, 0u, 6u, 5u, 1u, 4u, 2u}) {
     DeviceInfo device = Device(sorted[i]);
@@ -199,7 +199,7 @@ TEST_F(Table, KeepsTheOrderOfTheUuidsBytes) {
   EXPECT_EQ(keys, sorted);
 }
 
-TEST_F(Table, KnowsAPeerWhoseRecordTheApplicationWroteTo) {
+TEST_F(DeviceTable, KnowsAPeerWhoseRecordTheApplicationWroteTo) {
   DeviceInfo first = Device("a"), second = Device("b"), third = Device("c");
   for (DeviceInfo* device : {&first, &second, &third}) Report(*device, true);
   Devices()["b"]->m_uuid = "z";
@@ -210,7 +210,7 @@ TEST_F(Table, KnowsAPeerWhoseRecordTheApplicationWroteTo) {
   EXPECT_EQ(Devices().count("b"), 0u);
 }
 
-TEST_F(Table, ExpiresARecordThatTheApplicationShortened) {
+TEST_F(DeviceTable, ExpiresARecordThatTheApplicationShortened) {
   DeviceInfo device = Device("a", "10.0.0.1", "ok", 100);
   Report(device, true);
   Devices()["a"]->m_expiry = 1;
@@ -218,7 +218,7 @@ TEST_F(Table, ExpiresARecordThatTheApplicationShortened) {
   EXPECT_THAT(Devices(), IsEmpty());
 }
 
-TEST_F(Table, KeepsWhatNeverExpires) {
+TEST_F(DeviceTable, KeepsWhatNeverExpires) {
   constexpr int32_t never = std::numeric_limits<int32_t>::max();
   DeviceInfo device = Device("a", "10.0.0.1", "ok", never);
   Report(device, true);
@@ -227,7 +227,7 @@ TEST_F(Table, KeepsWhatNeverExpires) {
 }
 
 // A table of 4,500 records, of which every second has expired at 50.
-class HugeTable : public Table {
+class HugeTable : public DeviceTable {
  protected:
   HugeTable() {
     m_ssdp.SetCallback(nullptr, nullptr);
@@ -266,7 +266,7 @@ TEST_F(HugeTable, IsSweptThoughTheNextSliceChanges) {
   EXPECT_THAT(Devices(), SizeIs(2249));
 }
 
-TEST_F(Table, CountsANullEntryAsAbsent) {
+TEST_F(DeviceTable, CountsANullEntryAsAbsent) {
   {
     const ScopedLock lock(m_ssdp.m_device_mutex);
     for (const char* uuid : {"a", "b", "c"}) m_ssdp.m_devices[uuid] = nullptr;
@@ -281,7 +281,7 @@ TEST_F(Table, CountsANullEntryAsAbsent) {
   EXPECT_EQ(Devices().count("b"), 0u);
 }
 
-TEST_F(Table, ReportsAnAnsweredSearchWithoutRecords) {
+TEST_F(DeviceTable, ReportsAnAnsweredSearchWithoutRecords) {
   SSDP::Callback(&m_ssdp, nullptr, false, true);
   ASSERT_THAT(m_events, SizeIs(1));
   EXPECT_EQ(m_events[0].value, 8u);
@@ -291,7 +291,7 @@ TEST_F(Table, ReportsAnAnsweredSearchWithoutRecords) {
   EXPECT_THAT(Devices(), IsEmpty());
 }
 
-TEST_F(Table, HasTheEventValuesThatHostsKnow) {
+TEST_F(DeviceTable, HasTheEventValuesThatApplicationsKnow) {
   EXPECT_EQ(SSDP_DEVICE_ADDED, 1u);
   EXPECT_EQ(SSDP_DEVICE_REMOVED, 2u);
   EXPECT_EQ(SSDP_DEVICE_CHANGED, 4u);
@@ -301,7 +301,7 @@ TEST_F(Table, HasTheEventValuesThatHostsKnow) {
   EXPECT_EQ(SSDP_NOT_CREATED, -1);
 }
 
-TEST_F(Table, IsKeptWithoutACallback) {
+TEST_F(DeviceTable, IsKeptWithoutACallback) {
   m_ssdp.SetCallback(nullptr, nullptr);
   DeviceInfo device = Device("a"), moved = Device("a", "10.0.0.2", "busy");
   SSDP::Callback(&m_ssdp, &device, true, false);
@@ -313,7 +313,7 @@ TEST_F(Table, IsKeptWithoutACallback) {
   EXPECT_THAT(Devices(), IsEmpty());
 }
 
-TEST_F(Table, KeepsTheEntriesThatTheCallersMapAlreadyHolds) {
+TEST_F(DeviceTable, KeepsTheEntriesThatTheCallersMapAlreadyHolds) {
   DeviceInfo a = Device("a"), b = Device("b"), mine = Device("a");
   Report(a, true);
   Report(b, true);
@@ -325,13 +325,13 @@ TEST_F(Table, KeepsTheEntriesThatTheCallersMapAlreadyHolds) {
   EXPECT_EQ(devices["z"], nullptr);
 }
 
-TEST_F(Table, HandsOutItsOwnRecords) {
+TEST_F(DeviceTable, HandsOutItsOwnRecords) {
   DeviceInfo device = Device("a");
   const DeviceInfo* stored = Report(device, true).old;
   EXPECT_EQ(Devices()["a"], stored);
 }
 
-TEST_F(Table, IsEmptyAfterAStopWithoutAWordToTheHost) {
+TEST_F(DeviceTable, IsEmptyAfterAStopWithoutTellingTheApplication) {
   DeviceInfo device = Device("a");
   m_ssdp.Init();
   Report(device, true);
@@ -343,7 +343,7 @@ TEST_F(Table, IsEmptyAfterAStopWithoutAWordToTheHost) {
   EXPECT_EQ(Report(device, true).value, 1u);  // fills anew
 }
 
-TEST_F(Table, IsKeptByAStopThatFails) {
+TEST_F(DeviceTable, IsKeptByAStopThatFails) {
   DeviceInfo device = Device("a");
   m_ssdp.Init();
   Report(device, true);
@@ -352,7 +352,7 @@ TEST_F(Table, IsKeptByAStopThatFails) {
   EXPECT_THAT(Devices(), SizeIs(1));
 }
 
-TEST_F(Table, IsLockedOnceForEachAccess) {
+TEST_F(DeviceTable, IsLockedOnceForEachAccess) {
   DeviceInfo device = Device("a");
   m_on_event = [this] { m_system.log.push_back("event"); };
   m_system.LogLocks();
@@ -367,7 +367,7 @@ TEST_F(Table, IsLockedOnceForEachAccess) {
   EXPECT_THAT(m_system.log, ElementsAre("lock", "unlock"));
 }
 
-TEST_F(Table, IsNotLockedForAnAnsweredSearch) {
+TEST_F(DeviceTable, IsNotLockedForAnAnsweredSearch) {
   m_on_event = [this] { m_system.log.push_back("event"); };
   m_system.LogLocks();
   m_system.log.clear();
@@ -375,7 +375,8 @@ TEST_F(Table, IsNotLockedForAnAnsweredSearch) {
   EXPECT_THAT(m_system.log, ElementsAre("event"));
 }
 
-// Another thread asks for the devices while the host's callback runs, and gets them only after it.
+// Another thread asks for the devices while the application's callback runs, and gets them only
+// after it.
 void ExpectLockedDuringCallback(SSDP& ssdp, std::function<void()>& on_event,
                                 const std::function<void()>& report) {
   std::promise<int> tried;
@@ -401,24 +402,24 @@ void ExpectLockedDuringCallback(SSDP& ssdp, std::function<void()>& on_event,
   EXPECT_FALSE(answered_during_callback);
 }
 
-TEST_F(Table, IsLockedWhileTheHostHearsOfADevice) {
+TEST_F(DeviceTable, IsLockedWhileTheApplicationHearsOfADevice) {
   DeviceInfo device = Device("a");
   for (bool alive : {true, true, false}) {
     ExpectLockedDuringCallback(m_ssdp, m_on_event, [&] { Report(device, alive); });
   }
 }
 
-TEST_F(Table, IsUnlockedWhenTheHostThrows) {
+TEST_F(DeviceTable, IsUnlockedWhenTheApplicationThrows) {
   DeviceInfo device = Device("a");
   m_on_event = [] { throw std::runtime_error("the host's"); };
   EXPECT_THROW(SSDP::Callback(&m_ssdp, &device, true, false), std::runtime_error);
   EXPECT_THROW(SSDP::Callback(&m_ssdp, &device, false, false), std::runtime_error);
-  EXPECT_THAT(Devices(), IsEmpty());  // would wait for ever
+  EXPECT_THAT(Devices(), IsEmpty());  // would deadlock
 }
 
-using TableDeathTest = Table;
+using DeviceTableDeathTest = DeviceTable;
 
-TEST_F(TableDeathTest, CallsTheHostForAnAnsweredSearchWithoutLookingForNull) {
+TEST_F(DeviceTableDeathTest, CallsTheApplicationForAnAnsweredSearchWithoutLookingForNull) {
   m_ssdp.SetCallback(nullptr, nullptr);
   const auto scripted = std::exchange(seam::calls.close, nullptr);  // GoogleTest closes pipes
   EXPECT_DEATH(SSDP::Callback(&m_ssdp, nullptr, false, true), "");

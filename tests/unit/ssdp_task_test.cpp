@@ -27,16 +27,16 @@ constexpr char kSendFailed[] =
 
 // The service's loop on the test's own thread: every pass ends in the scripted pause, which moves
 // the clock on.
-class Loop : public testing::Test {
+class ServiceLoop : public testing::Test {
  protected:
-  explicit Loop(int announce = 1) : m_ssdp(announce) {
+  explicit ServiceLoop(int announce = 1) : m_ssdp(announce) {
     support::HookSettings(m_ssdp);
     support::SetLamp(m_ssdp);
     m_ssdp.Init();
     m_system.log.clear();
     m_system.now = {1000, 0};
   }
-  ~Loop() override {
+  ~ServiceLoop() override {
     seam::calls.sendto = [](int, const void*, size_t size, auto...) {
       return static_cast<ssize_t>(size);
     };
@@ -88,29 +88,29 @@ class Loop : public testing::Test {
   std::function<void()> on_pause;
 };
 
-class SilentLoop : public Loop {
+class SilentServiceLoop : public ServiceLoop {
  protected:
-  SilentLoop() : Loop(0) {}
+  SilentServiceLoop() : ServiceLoop(0) {}
 };
 
-TEST_F(Loop, AnnouncesInTheFirstPass) {
-  m_system.now = {1800, 0};  // the time-out after second 0, from which the first period counts
+TEST_F(ServiceLoop, AnnouncesInTheFirstPass) {
+  m_system.now = {1800, 0};  // the timeout after second 0, from which the first period counts
   EXPECT_EQ(Run(1), 0);
   ASSERT_THAT(m_system.sent, SizeIs(1));
   EXPECT_EQ(m_system.sent[0].data, golden::kLampAlive);
 }
 
-TEST_F(Loop, AnnouncesEveryNotifyTimeout) {
+TEST_F(ServiceLoop, AnnouncesEveryNotifyTimeout) {
   Set(m_ssdp, &NotifyTimeoutConfig::m_notify_timeout, 5);
   EXPECT_THAT(AnnouncedAt(12), ElementsAre(1000, 1005, 1010));
 }
 
-TEST_F(Loop, AnnouncesInEveryPassForATimeOutOfOneSecond) {
+TEST_F(ServiceLoop, AnnouncesInEveryPassForATimeoutOfOneSecond) {
   Set(m_ssdp, &NotifyTimeoutConfig::m_notify_timeout, 1);
   EXPECT_THAT(AnnouncedAt(3), ElementsAre(1000, 1001, 1002));
 }
 
-TEST_F(Loop, AnnouncesNothingForATimeOutOfZeroOrLess) {
+TEST_F(ServiceLoop, AnnouncesNothingForATimeoutOfZeroOrLess) {
   for (int timeout : {0, -1, -2147483647 - 1}) {
     Set(m_ssdp, &NotifyTimeoutConfig::m_notify_timeout, timeout);
     EXPECT_EQ(OutputOf([&] { Run(3); }), "");
@@ -121,21 +121,21 @@ TEST_F(Loop, AnnouncesNothingForATimeOutOfZeroOrLess) {
   }
 }
 
-TEST_F(SilentLoop, AnnouncesNothingAndReadsNoTimeOut) {
+TEST_F(SilentServiceLoop, AnnouncesNothingAndReadsNoTimeout) {
   m_system.LogSettings();
   Run(2);
   EXPECT_THAT(m_system.log, ElementsAre("gettimeofday", "usleep", "gettimeofday", "usleep"));
   EXPECT_THAT(m_system.sent, IsEmpty());
 }
 
-TEST_F(Loop, CountsWholeSecondsOfTheWallClock) {
+TEST_F(ServiceLoop, CountsWholeSecondsOfTheWallClock) {
   Set(m_ssdp, &NotifyTimeoutConfig::m_notify_timeout, 1);
   m_system.now = {1000, 999999};
   on_pause = [this] { m_system.now.tv_usec = 0; };
   EXPECT_THAT(AnnouncedAt(2), ElementsAre(1000, 1001));
 }
 
-TEST_F(Loop, CountsFromTheClockAfterTheAnnouncement) {
+TEST_F(ServiceLoop, CountsFromTheClockAfterTheAnnouncement) {
   Set(m_ssdp, &NotifyTimeoutConfig::m_notify_timeout, 5);
   std::vector<time_t> seconds;
   seam::calls.sendto = [&](int, const void*, size_t size, auto...) {
@@ -147,13 +147,13 @@ TEST_F(Loop, CountsFromTheClockAfterTheAnnouncement) {
   EXPECT_THAT(seconds, ElementsAre(1000, 1008));
 }
 
-TEST_F(Loop, CountsTheFirstPeriodFromSecondZero) {
+TEST_F(ServiceLoop, CountsTheFirstPeriodFromSecondZero) {
   m_system.now = {4, 0};
   Set(m_ssdp, &NotifyTimeoutConfig::m_notify_timeout, 5);
   EXPECT_THAT(AnnouncedAt(3), ElementsAre(5));
 }
 
-TEST_F(Loop, WaitsForAClockThatWasSetBack) {
+TEST_F(ServiceLoop, WaitsForAClockThatWasSetBack) {
   Set(m_ssdp, &NotifyTimeoutConfig::m_notify_timeout, 2);
   on_pause = [this, first = true]() mutable {
     if (std::exchange(first, false)) m_system.now.tv_sec = 997;
@@ -161,7 +161,7 @@ TEST_F(Loop, WaitsForAClockThatWasSetBack) {
   EXPECT_THAT(AnnouncedAt(7), ElementsAre(1000, 1002));
 }
 
-TEST_F(Loop, TakesANewTimeOutAtOnce) {
+TEST_F(ServiceLoop, TakesANewTimeoutAtOnce) {
   Set(m_ssdp, &NotifyTimeoutConfig::m_notify_timeout, 1000);
   on_pause = [this] {
     if (m_system.now.tv_sec == 1002) Set(m_ssdp, &NotifyTimeoutConfig::m_notify_timeout, 3);
@@ -170,7 +170,7 @@ TEST_F(Loop, TakesANewTimeOutAtOnce) {
   EXPECT_THAT(AnnouncedAt(8), ElementsAre(1000, 1003));
 }
 
-TEST_F(Loop, TakesItsStepsInOrder) {
+TEST_F(ServiceLoop, TakesItsStepsInOrder) {
   m_system.now = {5000, 0};
   m_system.LogSettings();
   m_system.LogLocks();
@@ -188,7 +188,7 @@ TEST_F(Loop, TakesItsStepsInOrder) {
                           "lock", "unlock", "usleep"));
 }
 
-TEST_F(Loop, DoesNotRetryAFailedAnnouncementBeforeTheNextPeriod) {
+TEST_F(ServiceLoop, DoesNotRetryAFailedAnnouncementBeforeTheNextPeriod) {
   Set(m_ssdp, &NotifyTimeoutConfig::m_notify_timeout, 3);
   int sends = 0;
   seam::calls.sendto = [&](auto...) { return ++sends, -1; };
@@ -196,7 +196,7 @@ TEST_F(Loop, DoesNotRetryAFailedAnnouncementBeforeTheNextPeriod) {
   EXPECT_EQ(sends, 2);
 }
 
-TEST_F(Loop, SkipsTheAnnouncementWhenTheTimeOutCannotBeRead) {
+TEST_F(ServiceLoop, SkipsTheAnnouncementWhenTheTimeoutCannotBeRead) {
   m_system.now = {5000, 0};
   AddDevice("old", 4999);
   seam::failures.get_config = [](const std::string& name) {
@@ -208,11 +208,11 @@ TEST_F(Loop, SkipsTheAnnouncementWhenTheTimeOutCannotBeRead) {
   EXPECT_THAT(m_system.sent, IsEmpty());
   EXPECT_THAT(Devices(), IsEmpty());  // the sweep isn't skipped
   seam::failures = {};
-  Run(1);  // and the first time-out that can be read is due
+  Run(1);  // and the first timeout that can be read is due
   EXPECT_THAT(m_system.sent, SizeIs(1));
 }
 
-TEST_F(Loop, GoesOnWhenThePauseFails) {
+TEST_F(ServiceLoop, GoesOnWhenThePauseFails) {
   Run(1);
   seam::calls.usleep = [this, pass = 0](useconds_t) mutable {
     if (++pass == 2) m_ssdp.Stop();
@@ -228,13 +228,13 @@ TEST_F(Loop, GoesOnWhenThePauseFails) {
             " source/ssdp.cpp\n");
 }
 
-TEST_F(Loop, DoesNothingOnceStopped) {
+TEST_F(ServiceLoop, DoesNothingOnceStopped) {
   m_ssdp.Stop();
   EXPECT_EQ(m_ssdp.Task(), 0);
   EXPECT_THAT(m_system.log, IsEmpty());
 }
 
-TEST_F(Loop, KeepsAPeerThroughTheSecondInWhichItExpires) {
+TEST_F(ServiceLoop, KeepsAPeerThroughTheSecondInWhichItExpires) {
   AddDevice("a", 1000);
   Run(1);
   EXPECT_THAT(Devices(), ElementsAre("a"));
@@ -242,13 +242,13 @@ TEST_F(Loop, KeepsAPeerThroughTheSecondInWhichItExpires) {
   EXPECT_THAT(Devices(), IsEmpty());
 }
 
-TEST_F(SilentLoop, SweepsWithoutAnnouncing) {
+TEST_F(SilentServiceLoop, SweepsWithoutAnnouncing) {
   AddDevice("a", 999);
   Run(1);
   EXPECT_THAT(Devices(), IsEmpty());
 }
 
-TEST_F(Loop, SweepsOnlyWhatHasExpired) {
+TEST_F(ServiceLoop, SweepsOnlyWhatHasExpired) {
   AddDevice("a", 999);
   AddDevice("b", 1000);
   AddDevice("c", -5);
@@ -258,7 +258,7 @@ TEST_F(Loop, SweepsOnlyWhatHasExpired) {
   EXPECT_THAT(Devices(), ElementsAre("b", "d"));
 }
 
-TEST_F(Loop, SweepsByTheTimeAtTheStartOfThePass) {
+TEST_F(ServiceLoop, SweepsByTheTimeAtTheStartOfThePass) {
   AddDevice("a", 1000);
   std::vector<std::string> after_first_pass;
   seam::calls.sendto = [this](int, const void*, size_t size, auto...) {
@@ -270,7 +270,7 @@ TEST_F(Loop, SweepsByTheTimeAtTheStartOfThePass) {
   EXPECT_THAT(after_first_pass, ElementsAre("a"));
 }
 
-TEST_F(Loop, ReportsNothingOfWhatItSweeps) {
+TEST_F(ServiceLoop, ReportsNothingOfWhatItSweeps) {
   AddDevice("a", 999);
   int calls = 0;
   m_ssdp.SetCallback([](auto, auto, auto, void* context) { ++*static_cast<int*>(context); },
@@ -280,7 +280,7 @@ TEST_F(Loop, ReportsNothingOfWhatItSweeps) {
   EXPECT_EQ(calls, 0);
 }
 
-TEST_F(Loop, KeepsAPeerThatIsHeardOfAgain) {
+TEST_F(ServiceLoop, KeepsAPeerThatIsHeardOfAgain) {
   AddDevice("a", 1000);
   on_pause = [this] { AddDevice("a", static_cast<int32_t>(m_system.now.tv_sec) + 1); };
   Run(5);

@@ -128,7 +128,7 @@ TEST_F(Service, ReportsItsOwnThreadThatCannotStartAndUndoesNothing) {
   EXPECT_THAT(m_system.log, ElementsAre("getifaddrs", "getifaddrs"));
 }
 
-TEST_F(Service, SaysGoodbyeThenStopsListenerHandlerAndItsOwnThread) {
+TEST_F(Service, SendsByebyeThenStopsListenerHandlerAndItsOwnThread) {
   m_ssdp.Init();
   m_system.log.clear();
   seam::calls.pthread_join = [this](pthread_t, void**) {
@@ -140,7 +140,7 @@ TEST_F(Service, SaysGoodbyeThenStopsListenerHandlerAndItsOwnThread) {
                                         "close", "join", "join once stopped"));
 }
 
-TEST_F(Service, SaysGoodbyeWhetherOrNotItAnnounces) {
+TEST_F(Service, SendsByebyeWhetherOrNotItAnnounces) {
   for (int announce : {0, 1}) {
     SSDP ssdp(announce);
     support::SetLamp(ssdp);
@@ -152,7 +152,7 @@ TEST_F(Service, SaysGoodbyeWhetherOrNotItAnnounces) {
   }
 }
 
-TEST_F(Service, RunsOnWhenTheGoodbyeCannotBeSent) {
+TEST_F(Service, RunsOnWhenTheByebyeCannotBeSent) {
   m_ssdp.Init();
   m_system.log.clear();
   seam::calls.sendto = [](auto...) { return -1; };

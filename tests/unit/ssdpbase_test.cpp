@@ -47,7 +47,7 @@ class OpenBase : public SSDPBase {
   std::function<void()> m_body;
 };
 
-class Base : public testing::Test {
+class SocketWorker : public testing::Test {
  protected:
   support::ScriptedSystem m_system;
   support::Engine m_engine;
@@ -55,7 +55,7 @@ class Base : public testing::Test {
   Datagram m_datagram;
 };
 
-TEST_F(Base, StartsWithItsCallbackAndItsContextAndZeroes) {
+TEST_F(SocketWorker, StartsWithItsCallbackAndItsContextAndZeroes) {
   EXPECT_EQ(m_base.m_engine_callback, &support::Engine::Callback);
   EXPECT_EQ(m_base.m_engine_context, &m_engine);
   EXPECT_EQ(m_base.m_handle, 0);
@@ -66,13 +66,13 @@ TEST_F(Base, StartsWithItsCallbackAndItsContextAndZeroes) {
   EXPECT_THAT(m_system.log, IsEmpty());
 }
 
-TEST_F(Base, StartsItsThreadInInit) {
+TEST_F(SocketWorker, StartsItsThreadInInit) {
   EXPECT_EQ(m_base.Init(), 0);
   EXPECT_THAT(m_system.log, ElementsAre("pthread_create"));
   EXPECT_TRUE(m_base.IsStarted());
 }
 
-TEST_F(Base, ReportsAThreadThatCannotBeStartedInTwoLines) {
+TEST_F(SocketWorker, ReportsAThreadThatCannotBeStartedInTwoLines) {
   seam::calls.pthread_create = [](auto...) { return EAGAIN; };
   SSDP_STATUS status = 0;
   EXPECT_EQ(OutputOf([&] { status = m_base.Init(); }),
@@ -81,7 +81,7 @@ TEST_F(Base, ReportsAThreadThatCannotBeStartedInTwoLines) {
   EXPECT_EQ(status, 1);
 }
 
-TEST_F(Base, ShutsDownThenClosesThenJoins) {
+TEST_F(SocketWorker, ShutsDownThenClosesThenJoins) {
   m_base.m_handle = 1000;
   m_base.Init();
   m_system.log.clear();
@@ -91,7 +91,7 @@ TEST_F(Base, ShutsDownThenClosesThenJoins) {
 }
 
 // A stop that comes from inside a send can't see its end, which shows how long it waits for one.
-TEST_F(Base, WaitsASecondForASendBeforeItCloses) {
+TEST_F(SocketWorker, WaitsASecondForASendBeforeItCloses) {
   m_base.m_handle = 1000;
   m_base.Init();
   m_system.log.clear();
@@ -105,7 +105,7 @@ TEST_F(Base, WaitsASecondForASendBeforeItCloses) {
   EXPECT_EQ(m_system.log[1001], "close");
 }
 
-TEST_F(Base, StopsThenShutsItsOwnSocketDownInBothDirectionsAndKeepsItsNumber) {
+TEST_F(SocketWorker, StopsThenShutsItsOwnSocketDownInBothDirectionsAndKeepsItsNumber) {
   m_base.m_handle = 1234;
   m_base.Init();
   int shut = -1, directions = -1, closed = -1;
@@ -125,7 +125,7 @@ TEST_F(Base, StopsThenShutsItsOwnSocketDownInBothDirectionsAndKeepsItsNumber) {
   EXPECT_EQ(m_base.m_handle, 1234);
 }
 
-TEST_F(Base, LooksAtNoResultOfShuttingDownAndClosing) {
+TEST_F(SocketWorker, LooksAtNoResultOfShuttingDownAndClosing) {
   m_base.Init();
   seam::calls.shutdown = [](int, int) { return -1; };
   seam::calls.close = [](int) { return -1; };
@@ -134,7 +134,7 @@ TEST_F(Base, LooksAtNoResultOfShuttingDownAndClosing) {
   EXPECT_EQ(status, 0);
 }
 
-TEST_F(Base, ReportsAThreadThatCannotBeJoinedInTwoLines) {
+TEST_F(SocketWorker, ReportsAThreadThatCannotBeJoinedInTwoLines) {
   m_base.Init();
   seam::calls.pthread_join = [](pthread_t, void**) { return ESRCH; };
   m_system.log.clear();
@@ -147,12 +147,12 @@ TEST_F(Base, ReportsAThreadThatCannotBeJoinedInTwoLines) {
   EXPECT_FALSE(m_base.IsSpent());
 }
 
-TEST_F(Base, TouchesNoSocketWhenDestroyed) {
+TEST_F(SocketWorker, TouchesNoSocketWhenDestroyed) {
   { OpenBase other; }
   EXPECT_THAT(m_system.log, IsEmpty());
 }
 
-TEST_F(Base, ReceivesADatagramWithItsSender) {
+TEST_F(SocketWorker, ReceivesADatagramWithItsSender) {
   m_system.Deliver("hello", "192.168.1.7", 4711);
   m_base.Receive(m_datagram);
   EXPECT_STREQ(m_datagram.text, "hello");
@@ -160,7 +160,7 @@ TEST_F(Base, ReceivesADatagramWithItsSender) {
   EXPECT_EQ(ntohs(m_datagram.from.sin_port), 4711);
 }
 
-TEST_F(Base, AsksForAtMost512BytesFromItsSocket) {
+TEST_F(SocketWorker, AsksForAtMost512BytesFromItsSocket) {
   m_base.m_handle = 1234;
   int fd = -1, flags = -1;
   size_t size = 0;
@@ -184,20 +184,20 @@ TEST_F(Base, AsksForAtMost512BytesFromItsSocket) {
   EXPECT_EQ(before, std::string(512, '\0'));
 }
 
-TEST_F(Base, SeesExactly512BytesWhole) {
+TEST_F(SocketWorker, SeesExactly512BytesWhole) {
   m_system.Deliver(std::string(511, 'a') + "b");
   m_base.Receive(m_datagram);
   EXPECT_EQ(std::strlen(m_datagram.text), 512u);
   EXPECT_EQ(m_datagram.text[511], 'b');
 }
 
-TEST_F(Base, CutsALongerDatagramTo512Bytes) {
+TEST_F(SocketWorker, CutsALongerDatagramTo512Bytes) {
   m_system.Deliver(std::string(65507, 'a'));
   m_base.Receive(m_datagram);
   EXPECT_EQ(std::strlen(m_datagram.text), 512u);
 }
 
-TEST_F(Base, SeesNothingOfTheDatagramBefore) {
+TEST_F(SocketWorker, SeesNothingOfTheDatagramBefore) {
   m_system.Deliver(std::string(512, 'a'));
   m_system.Deliver("b");
   m_system.Deliver("");
@@ -208,7 +208,7 @@ TEST_F(Base, SeesNothingOfTheDatagramBefore) {
   EXPECT_STREQ(m_datagram.text, "");
 }
 
-TEST_F(Base, SeesNothingAndPausesAfterAFailedReceive) {
+TEST_F(SocketWorker, SeesNothingAndPausesAfterAFailedReceive) {
   m_base.Init();
   m_system.log.clear();
   m_base.Receive(m_datagram);
@@ -217,7 +217,7 @@ TEST_F(Base, SeesNothingAndPausesAfterAFailedReceive) {
 }
 
 // As a socket does that is shut down but not closed: 0 bytes, and no sender.
-TEST_F(Base, PausesAfterAReceiveOfNothingFromNobody) {
+TEST_F(SocketWorker, PausesAfterAReceiveOfNothingFromNobody) {
   seam::calls.recvfrom = [](int, void*, size_t, int, sockaddr*, socklen_t*) { return 0; };
   m_base.Start();
   m_system.log.clear();
@@ -226,7 +226,7 @@ TEST_F(Base, PausesAfterAReceiveOfNothingFromNobody) {
   EXPECT_THAT(m_system.log, ElementsAre("usleep"));
 }
 
-TEST_F(Base, DoesNotPauseOnceStopped) {
+TEST_F(SocketWorker, DoesNotPauseOnceStopped) {
   m_base.Init();
   m_base.Stop();
   m_system.log.clear();
@@ -234,7 +234,7 @@ TEST_F(Base, DoesNotPauseOnceStopped) {
   EXPECT_THAT(m_system.log, ElementsAre("recvfrom"));
 }
 
-TEST_F(Base, DoesNotPauseAfterAnEmptyDatagram) {
+TEST_F(SocketWorker, DoesNotPauseAfterAnEmptyDatagram) {
   m_base.Init();
   m_system.log.clear();
   m_system.Deliver("");
@@ -242,7 +242,7 @@ TEST_F(Base, DoesNotPauseAfterAnEmptyDatagram) {
   EXPECT_THAT(m_system.log, ElementsAre("recvfrom"));
 }
 
-TEST_F(Base, PausesInsteadOfReceivingWithoutASocket) {
+TEST_F(SocketWorker, PausesInsteadOfReceivingWithoutASocket) {
   m_base.m_handle = -1;
   m_base.Init();
   m_system.log.clear();
@@ -252,7 +252,7 @@ TEST_F(Base, PausesInsteadOfReceivingWithoutASocket) {
 }
 
 // The application may have reused its number by then.
-TEST_F(Base, NeitherReceivesNorSendsOnASocketThatItHasClosed) {
+TEST_F(SocketWorker, NeitherReceivesNorSendsOnASocketThatItHasClosed) {
   m_base.m_handle = 1000;
   m_base.Init();
   m_base.DeInit();
@@ -266,7 +266,7 @@ TEST_F(Base, NeitherReceivesNorSendsOnASocketThatItHasClosed) {
   EXPECT_EQ(m_system.sent[0].socket, -1);
 }
 
-TEST_F(Base, OpensADatagramSocketThatClosesOnExec) {
+TEST_F(SocketWorker, OpensADatagramSocketThatClosesOnExec) {
   int domain = 0, type = 0, protocol = -1, fd = 0, command = 0, argument = 0;
   seam::calls.socket = [&](int a, int b, int c) {
     domain = a;
@@ -289,13 +289,13 @@ TEST_F(Base, OpensADatagramSocketThatClosesOnExec) {
   EXPECT_EQ(argument, FD_CLOEXEC);
 }
 
-TEST_F(Base, HandsOnThatThereIsNoSocket) {
+TEST_F(SocketWorker, HandsOnThatThereIsNoSocket) {
   seam::calls.socket = [](int, int, int) { return -1; };
   EXPECT_EQ(OpenSocket(), -1);
   EXPECT_THAT(m_system.log, IsEmpty());
 }
 
-TEST_F(Base, WritesEveryOctetAsTheSystemDoes) {
+TEST_F(SocketWorker, WritesEveryOctetAsTheSystemDoes) {
   for (uint32_t octet = 0; octet < 256; ++octet) {
     sockaddr_in address = {};
     address.sin_addr.s_addr = htonl(octet << 24 | (255 - octet) << 16 | octet << 8 | octet);
@@ -305,14 +305,14 @@ TEST_F(Base, WritesEveryOctetAsTheSystemDoes) {
   }
 }
 
-TEST_F(Base, WritesAddressesDotted) {
+TEST_F(SocketWorker, WritesAddressesDotted) {
   EXPECT_EQ(AddressText(support::Address("192.168.1.7", 1)), "192.168.1.7");
   EXPECT_EQ(AddressText(support::Address("255.255.255.255", 1)), "255.255.255.255");
   EXPECT_EQ(AddressText({}), "0.0.0.0");
 }
 
 // Interfaces as getifaddrs lists them, in order.
-class Interfaces : public Base {
+class Interfaces : public SocketWorker {
  protected:
   void Add(const char* name, const char* address, int family = AF_INET) {
     m_addresses.push_back(support::Address(address, 0));
@@ -372,7 +372,7 @@ TEST_F(Interfaces, LeaveTheLastAddressWhenNoneMatches) {
 }
 
 // With the real system: what a stop has to achieve.
-TEST(RealBase, IsWokenOutOfABlockedReceiveByDeInitAndGoneWhenItReturns) {
+TEST(RealSocketWorker, IsWokenOutOfABlockedReceiveByDeInitAndGoneWhenItReturns) {
   std::promise<void> receiving;
   std::atomic<bool> ended{false};
   OpenBase base;
@@ -397,7 +397,7 @@ TEST(RealBase, IsWokenOutOfABlockedReceiveByDeInitAndGoneWhenItReturns) {
   seam::Reset();
 }
 
-TEST(RealBase, ClosesItsSocketOnExec) {
+TEST(RealSocketWorker, ClosesItsSocketOnExec) {
   const int fd = OpenSocket();
   EXPECT_EQ(fcntl(fd, F_GETFD) & FD_CLOEXEC, FD_CLOEXEC);
   close(fd);

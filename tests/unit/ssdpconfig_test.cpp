@@ -72,7 +72,7 @@ TEST(Settings, CarryTheirNamesAndDefaultsAndCopyBoth) {
                 "ssdp_config_notify_timeout", -1, 30);
 }
 
-TEST(Settings, HoldTimeOutsOf32Bits) {
+TEST(Settings, HoldTimeoutsOf32Bits) {
   static_assert(std::is_same_v<decltype(NotifyTimeoutConfig::m_notify_timeout), int32_t>);
   static_assert(std::is_same_v<decltype(MSearchTimeoutConfig::m_msearch_timeout), int32_t>);
 }
@@ -82,7 +82,7 @@ TEST(Settings, AreDestroyedThroughTheirBase) {
   static_assert(std::is_abstract_v<SSDPConfig>);
 }
 
-TEST(Holder, HandsBackNameAndValueOfWhatItWasMadeFrom) {
+TEST(ConfigHolder, HandsBackNameAndValueOfWhatItWasMadeFrom) {
   VersionConfig initial;
   initial.m_version = "1";
   initial.m_name = "first";
@@ -94,7 +94,7 @@ TEST(Holder, HandsBackNameAndValueOfWhatItWasMadeFrom) {
   EXPECT_EQ(read.m_name, "first");
 }
 
-TEST(Holder, TakesOverNameAndValueOfWhatItIsGiven) {
+TEST(ConfigHolder, TakesOverNameAndValueOfWhatItIsGiven) {
   SSDPConfigHolder<VersionConfig> holder{VersionConfig()};
   VersionConfig given;
   given.m_version = "2";
@@ -106,7 +106,7 @@ TEST(Holder, TakesOverNameAndValueOfWhatItIsGiven) {
   EXPECT_EQ(read.m_name, "second");
 }
 
-TEST(Registering, KeepsTheFirstValueOfANameThatIsRegisteredTwice) {
+TEST(Registration, KeepsTheFirstValueOfANameThatIsRegisteredTwice) {
   SSDPConfigMap map;
   VersionConfig config;
   config.m_version = "first";
@@ -121,7 +121,7 @@ TEST(Registering, KeepsTheFirstValueOfANameThatIsRegisteredTwice) {
   EXPECT_EQ(config.m_version, "first");
 }
 
-TEST(Registering, KeepsTheFirstClassOfANameThatIsRegisteredTwice) {
+TEST(Registration, KeepsTheFirstClassOfANameThatIsRegisteredTwice) {
   SSDPConfigMap map;
   EXPECT_EQ(map.RegisterConfig("name", VersionConfig()), 0);
   support::OutputOf([&] { map.RegisterConfig("name", NotifyTimeoutConfig()); });

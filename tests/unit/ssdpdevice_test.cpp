@@ -184,7 +184,7 @@ TEST_F(Registry, BlocksTheNextAccessAfterAnUnknownName) {
   bool held = false;
   seam::calls.pthread_mutex_lock = [&](pthread_mutex_t* mutex) {
     wanted = mutex;
-    held = pthread_mutex_trylock(mutex) == EBUSY;  // where the real call would wait for ever
+    held = pthread_mutex_trylock(mutex) == EBUSY;  // where the real call would deadlock
     return 0;
   };
   EXPECT_EQ(m_map.GetConfig("domain", config), 0);

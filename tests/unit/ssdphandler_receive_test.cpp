@@ -36,9 +36,9 @@ std::string Replaced(std::string text, const std::string& what, const std::strin
   return text.replace(found, what.length(), by);
 }
 
-class Receiver : public testing::Test {
+class SearchResponseReceiver : public testing::Test {
  protected:
-  Receiver() {
+  SearchResponseReceiver() {
     support::SetLamp(m_store);
     m_store.Init();
     m_handler.Start();
@@ -73,7 +73,7 @@ class Receiver : public testing::Test {
   SSDPHandler m_handler{&support::Engine::Callback, &m_store, &m_engine};
 };
 
-TEST_F(Receiver, ReportsAReplyAsAnAliveDevice) {
+TEST_F(SearchResponseReceiver, ReportsASearchResponseAsAnAliveDevice) {
   m_system.Deliver(kReply, "192.168.1.7");
   EXPECT_EQ(Run(), 0);
   ASSERT_THAT(m_engine.reports, SizeIs(1));
@@ -87,13 +87,13 @@ TEST_F(Receiver, ReportsAReplyAsAnAliveDevice) {
   EXPECT_FALSE(report.searched);
 }
 
-TEST_F(Receiver, ReadsTheGoldenAnswer) {
+TEST_F(SearchResponseReceiver, ReadsTheGoldenResponse) {
   const Report report = Reported(golden::kLampAnswer);
   EXPECT_EQ(report.record.m_uuid, "1234");
   EXPECT_EQ(report.record.m_status, "ok");
 }
 
-TEST_F(Receiver, AsksForTheSearchTargetByItsOwnNameWhateverOneIsStoredWithIt) {
+TEST_F(SearchResponseReceiver, AsksForTheSearchTargetByItsOwnNameWhateverOneIsStoredWithIt) {
   SearchTargetConfig target;
   m_store.GetConfig(target.m_name, target);
   for (const char* name : {"another name", "a_name_of_the_same_length"}) {
@@ -105,7 +105,7 @@ TEST_F(Receiver, AsksForTheSearchTargetByItsOwnNameWhateverOneIsStoredWithIt) {
   }
 }
 
-TEST_F(Receiver, TakesItsStepsInOrder) {
+TEST_F(SearchResponseReceiver, TakesItsStepsInOrder) {
   m_system.Deliver(kReply);
   m_system.LogSettings();
   m_engine.on_report = [this] { m_system.log.push_back("report"); };
@@ -114,7 +114,7 @@ TEST_F(Receiver, TakesItsStepsInOrder) {
                                         "report", "recvfrom", "get ssdp_config_search_target"));
 }
 
-TEST_F(Receiver, ReportsEveryReplyInTheOrderOfArrival) {
+TEST_F(SearchResponseReceiver, ReportsEverySearchResponseInTheOrderOfArrival) {
   m_system.Deliver(kReply, "10.0.0.1");
   m_system.Deliver("something else", "10.0.0.2");
   m_system.Deliver(Replaced(kReply, "abcd", "efgh"), "10.0.0.3");
@@ -125,7 +125,7 @@ TEST_F(Receiver, ReportsEveryReplyInTheOrderOfArrival) {
   EXPECT_EQ(m_engine.reports[1].record.m_uuid, "efgh");
 }
 
-TEST_F(Receiver, DropsTheReplyOfAnotherKindOfDevice) {
+TEST_F(SearchResponseReceiver, DropsTheSearchResponseOfAnotherSearchTarget) {
   ExpectDropped(Replaced(kReply, "ST: urn:schemas-example-org:device:Light:1",
                          "ST: urn:schemas-example-org:device:Pump:1"));
   ExpectDropped(Replaced(kReply, "ST: ", "St: "));
@@ -133,46 +133,46 @@ TEST_F(Receiver, DropsTheReplyOfAnotherKindOfDevice) {
   ExpectDropped(Replaced(kReply, "ST: urn", "ST: URN"));
 }
 
-TEST_F(Receiver, AcceptsASearchTargetThatBeginsWithItsOwn) {
+TEST_F(SearchResponseReceiver, AcceptsASearchTargetThatBeginsWithItsOwn) {
   Reported(Replaced(kReply, "Light:1\r\nUSN", "Light:10\r\nUSN"));
 }
 
-TEST_F(Receiver, FindsTheSearchTargetAnywhere) {
+TEST_F(SearchResponseReceiver, FindsTheSearchTargetAnywhere) {
   Reported(Replaced(kReply, "ST: urn", "X: HOST: urn"));
 }
 
-TEST_F(Receiver, LooksAtNoStartLine) {
+TEST_F(SearchResponseReceiver, LooksAtNoStartLine) {
   Reported(Replaced(kReply, "HTTP/1.1 200 OK", "NOTIFY * HTTP/1.1"));
   Reported(Replaced(kReply, "HTTP/1.1 200 OK", "M-SEARCH * HTTP/1.1"));
   Reported(Replaced(kReply, "HTTP/1.1 200 OK\r\n", ""));
 }
 
-TEST_F(Receiver, ReportsAByebyeInAReplyAsAliveToo) {
+TEST_F(SearchResponseReceiver, ReportsAByebyeInASearchResponseAsAliveToo) {
   EXPECT_TRUE(Reported(Replaced(kReply, "Status: ok", "NTS: ssdp:byebye\r\nStatus: ok")).alive);
 }
 
-TEST_F(Receiver, LetsAReplyWithoutANumberExpireNow) {
+TEST_F(SearchResponseReceiver, LetsASearchResponseWithoutANumberExpireNow) {
   EXPECT_EQ(Reported(Replaced(kReply, "=1800", "=soon")).record.m_expiry, 1794752579);
   EXPECT_EQ(Reported(Replaced(kReply, "=1800", "=-1")).record.m_expiry, 1794752578);
 }
 
-TEST_F(Receiver, LetsAHugeMaxAgeLastAsLongAsTheFieldCanSay) {
+TEST_F(SearchResponseReceiver, LetsAHugeMaxAgeLastAsLongAsTheFieldCanSay) {
   EXPECT_EQ(Reported(Replaced(kReply, "=1800", "=99999999999")).record.m_expiry,
             std::numeric_limits<int32_t>::max());
 }
 
-TEST_F(Receiver, TakesAllBehindTheStatusLessFourBytes) {
+TEST_F(SearchResponseReceiver, TakesAllBehindTheStatusLessFourBytes) {
   EXPECT_EQ(Reported(Replaced(kReply, "ok\r\n", "ok\r\nX: y\r\n")).record.m_status, "ok\r\nX: y");
   EXPECT_EQ(Reported(Replaced(kReply, "ok\r\n\r\n", "ready\r\n")).record.m_status, "rea");
 }
 
-TEST_F(Receiver, TreatsAStatusOfLessThanFourBytesAsEmpty) {
+TEST_F(SearchResponseReceiver, TreatsAStatusOfLessThanFourBytesAsEmpty) {
   for (const char* ending : {"", "\n", "ok", "ok\r"}) {
     EXPECT_EQ(Reported(Replaced(kReply, "ok\r\n\r\n", ending)).record.m_status, "");
   }
 }
 
-TEST_F(Receiver, DropsAReplyThatLacksAPartOfTheRecord) {
+TEST_F(SearchResponseReceiver, DropsASearchResponseThatLacksAPartOfTheRecord) {
   ExpectDropped(Replaced(kReply, "Cache-Control: ", "Cache: "));
   ExpectDropped(Replaced(kReply, "Status: ", "State: "));
   ExpectDropped(Replaced(kReply, "USN: uuid:", "USN: "));
@@ -181,7 +181,7 @@ TEST_F(Receiver, DropsAReplyThatLacksAPartOfTheRecord) {
       "USN: uuid:abcd");
 }
 
-TEST_F(Receiver, SeesAReplyOf512BytesWholeAndCutsALongerOne) {
+TEST_F(SearchResponseReceiver, SeesASearchResponseOf512BytesWholeAndCutsALongerOne) {
   const std::string status(512 - kReply.length() + 2, 'x');
   const std::string full = Replaced(kReply, "ok", status);
   ASSERT_EQ(full.length(), 512u);
@@ -190,12 +190,12 @@ TEST_F(Receiver, SeesAReplyOf512BytesWholeAndCutsALongerOne) {
   EXPECT_EQ(Reported(full.substr(0, 508) + std::string(60000, 'x')).record.m_status, status);
 }
 
-TEST_F(Receiver, SeesNothingBehindANul) {
+TEST_F(SearchResponseReceiver, SeesNothingBehindANul) {
   ExpectDropped(std::string("x\0", 2) + kReply);
   EXPECT_EQ(Reported(Replaced(kReply, "ok", std::string("ok\0more", 7))).record.m_status, "");
 }
 
-TEST_F(Receiver, ReadsTheSearchTargetAfreshForEveryDatagram) {
+TEST_F(SearchResponseReceiver, ReadsTheSearchTargetAgainForEveryDatagram) {
   m_system.Deliver(kReply);
   m_system.Deliver(kReply);
   m_engine.on_report = [this] {
@@ -207,14 +207,14 @@ TEST_F(Receiver, ReadsTheSearchTargetAfreshForEveryDatagram) {
   EXPECT_THAT(m_engine.reports, SizeIs(1));
 }
 
-TEST_F(Receiver, IgnoresFailedReceivesAndEmptyDatagrams) {
+TEST_F(SearchResponseReceiver, IgnoresFailedReceivesAndEmptyDatagrams) {
   m_system.Deliver("");
   m_system.Deliver(kReply);
   EXPECT_EQ(OutputOf([this] { Run(); }), "");
   EXPECT_THAT(m_engine.reports, SizeIs(1));
 }
 
-TEST_F(Receiver, EndsWhenTheSearchTargetCannotBeRead) {
+TEST_F(SearchResponseReceiver, EndsWhenTheSearchTargetCannotBeRead) {
   m_system.Deliver(kReply);
   m_system.Deliver(kReply);
   seam::failures.get_config = [](const std::string&) { return true; };
@@ -228,14 +228,14 @@ TEST_F(Receiver, EndsWhenTheSearchTargetCannotBeRead) {
   EXPECT_THAT(m_system.log, ElementsAre("recvfrom"));
 }
 
-TEST_F(Receiver, ReceivesNothingOnceStopped) {
+TEST_F(SearchResponseReceiver, ReceivesNothingOnceStopped) {
   m_handler.Stop();
   m_system.Deliver(kReply);
   EXPECT_EQ(Run(), 0);
   EXPECT_THAT(m_system.log, IsEmpty());
 }
 
-TEST_F(Receiver, HoldsNoLockWhileItReports) {
+TEST_F(SearchResponseReceiver, HoldsNoLockWhileItReports) {
   m_system.LogLocks();
   std::vector<std::string> before;
   m_engine.on_report = [&] { before = m_system.log; };
@@ -244,7 +244,7 @@ TEST_F(Receiver, HoldsNoLockWhileItReports) {
   EXPECT_THAT(before, ElementsAre("recvfrom", "lock", "unlock", "gettimeofday"));
 }
 
-TEST_F(Receiver, OutlivesACallbackThatThrows) {
+TEST_F(SearchResponseReceiver, OutlivesACallbackThatThrows) {
   m_system.Deliver(kReply);
   m_system.Deliver(kReply);
   m_engine.on_report = [] { throw std::runtime_error("the host's"); };
@@ -252,7 +252,7 @@ TEST_F(Receiver, OutlivesACallbackThatThrows) {
   EXPECT_THAT(m_engine.reports, SizeIs(2));
 }
 
-TEST_F(Receiver, PausesAndReceivesNothingWithoutASocket) {
+TEST_F(SearchResponseReceiver, PausesAndReceivesNothingWithoutASocket) {
   seam::calls.socket = [](int, int, int) { return -1; };
   std::unique_ptr<SSDPHandler> handler;
   OutputOf([&] {
@@ -272,12 +272,12 @@ TEST_F(Receiver, PausesAndReceivesNothingWithoutASocket) {
 }
 
 // With the real system, in the private network.
-class RealReceiver : public testing::Test {
+class RealSearchResponseReceiver : public testing::Test {
  protected:
-  ~RealReceiver() override { seam::Reset(); }
+  ~RealSearchResponseReceiver() override { seam::Reset(); }
 };
 
-TEST_F(RealReceiver, IsGoneWithNoMoreReportsWhenDeInitReturns) {
+TEST_F(RealSearchResponseReceiver, IsGoneWithNoMoreReportsWhenDeInitReturns) {
   SSDPStorage store;
   support::SetLamp(store);
   store.Init();

@@ -273,7 +273,7 @@ TEST_F(Handler, NeverChangesTheTemplates) {
   EXPECT_EQ(Searched(), search);
 }
 
-TEST_F(Handler, WritesTimeOutsAsSignedDecimalNumbers) {
+TEST_F(Handler, WritesTimeoutsAsSignedDecimalNumbers) {
   m_store.Init();
   const std::pair<int, const char*> numbers[] = {{0, "=0\r\n"},
                                                  {-2147483647 - 1, "=-2147483648\r\n"},

@@ -17,9 +17,9 @@ namespace {
 // A listener with its real thread, real locks and real waits on a scripted socket, which delivers
 // one search with two minutes to answer in and then blocks until it is shut down. Everything waits
 // for events, nothing for a time.
-class Delay : public testing::Test {
+class ResponseDelay : public testing::Test {
  protected:
-  Delay() {
+  ResponseDelay() {
     support::SetLamp(m_store);
     m_store.Init();
     seam::calls.pthread_create = nullptr;
@@ -86,7 +86,7 @@ class Delay : public testing::Test {
   std::vector<std::string> m_log;
 };
 
-TEST_F(Delay, IsCutShortByDeInitAndTheAnswerLeavesBeforeTheSocketIsClosed) {
+TEST_F(ResponseDelay, IsCutShortByDeInitAndTheResponseLeavesBeforeTheSocketIsClosed) {
   m_engine.on_report = [this] { Log("report"); };
   m_listener.Init();
   m_delaying.get_future().wait();
@@ -97,7 +97,7 @@ TEST_F(Delay, IsCutShortByDeInitAndTheAnswerLeavesBeforeTheSocketIsClosed) {
   EXPECT_FALSE(m_listener.IsStarted());
 }
 
-TEST_F(Delay, DoesNotBeginAndNothingIsAnsweredWhenDeInitComesJustBeforeIt) {
+TEST_F(ResponseDelay, DoesNotBeginAndNothingIsAnsweredWhenDeInitComesJustBeforeIt) {
   std::promise<void> about_to_delay, signalled;
   seam::failures.get_config = [&](const std::string& name) {
     if (name != "ssdp_config_uuid") return false;
@@ -116,7 +116,7 @@ TEST_F(Delay, DoesNotBeginAndNothingIsAnsweredWhenDeInitComesJustBeforeIt) {
   EXPECT_THAT(m_log, testing::ElementsAre("shutdown", "close"));
 }
 
-TEST_F(Delay, DoesNotMakeDeInitWaitForACallbackThatTakesTooLong) {
+TEST_F(ResponseDelay, DoesNotMakeDeInitWaitForACallbackThatTakesTooLong) {
   std::promise<void> released;
   std::shared_future<void> release = released.get_future().share();
   m_engine.on_report = [&] { release.wait(); };

@@ -19,9 +19,9 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::SizeIs;
 
-class Responder : public testing::Test {
+class MSearchResponder : public testing::Test {
  protected:
-  Responder() {
+  MSearchResponder() {
     support::SetLamp(m_store);
     m_store.Init();
     m_system.log.clear();
@@ -88,11 +88,11 @@ class Responder : public testing::Test {
   int m_rand = 0;
 };
 
-TEST_F(Responder, AnswersALampWithTheGoldenAnswer) {
+TEST_F(MSearchResponder, AnswersALampWithTheGoldenResponse) {
   EXPECT_EQ(Answered(), golden::kLampAnswer);
 }
 
-TEST_F(Responder, AnswersAPumpWithTheGoldenAnswer) {
+TEST_F(MSearchResponder, AnswersAPumpWithTheGoldenResponse) {
   support::SetPump(m_store);
   m_store.Init();
   Process(golden::kPumpSearch);
@@ -100,7 +100,7 @@ TEST_F(Responder, AnswersAPumpWithTheGoldenAnswer) {
   EXPECT_EQ(m_system.sent[0].data, golden::kPumpAnswer);
 }
 
-TEST_F(Responder, AnswersForADeviceWithNothingSet) {
+TEST_F(MSearchResponder, AnswersForADeviceWithNothingSet) {
   SSDPStorage blank;
   blank.Init();
   SSDPListener listener(&support::Engine::Callback, &blank, &m_engine);
@@ -109,7 +109,7 @@ TEST_F(Responder, AnswersForADeviceWithNothingSet) {
   EXPECT_EQ(m_system.sent[0].data, golden::kBlankAnswer);
 }
 
-TEST_F(Responder, SendsItsAnswerOnceFromTheGroupSocketToTheSender) {
+TEST_F(MSearchResponder, SendsItsResponseOnceFromTheGroupSocketToTheSender) {
   Answered();
   EXPECT_EQ(m_system.sent[0].socket, 1000);
   EXPECT_EQ(m_system.sent[0].address, "192.168.1.7");
@@ -118,7 +118,7 @@ TEST_F(Responder, SendsItsAnswerOnceFromTheGroupSocketToTheSender) {
   EXPECT_EQ(m_system.sent[0].address_length, 16u);
 }
 
-TEST_F(Responder, ReportsTheSearchWithoutARecordBeforeItAnswers) {
+TEST_F(MSearchResponder, ReportsTheSearchWithoutARecordBeforeItAnswers) {
   size_t sent_before = 99;
   m_engine.on_report = [&] { sent_before = m_system.sent.size(); };
   Answered();
@@ -129,7 +129,7 @@ TEST_F(Responder, ReportsTheSearchWithoutARecordBeforeItAnswers) {
   EXPECT_TRUE(m_engine.reports[0].searched);
 }
 
-TEST_F(Responder, AsksForTheSearchTargetByItsOwnNameWhateverOneIsStoredWithIt) {
+TEST_F(MSearchResponder, AsksForTheSearchTargetByItsOwnNameWhateverOneIsStoredWithIt) {
   SearchTargetConfig target;
   m_store.GetConfig(target.m_name, target);
   target.m_name = "another name";
@@ -138,7 +138,7 @@ TEST_F(Responder, AsksForTheSearchTargetByItsOwnNameWhateverOneIsStoredWithIt) {
   EXPECT_EQ(Answered(), golden::kLampAnswer);
 }
 
-TEST_F(Responder, TakesItsStepsInOrder) {
+TEST_F(MSearchResponder, TakesItsStepsInOrder) {
   m_system.LogSettings();
   m_engine.on_report = [this] { m_system.log.push_back("report"); };
   Answered();
@@ -149,13 +149,13 @@ TEST_F(Responder, TakesItsStepsInOrder) {
                   "get ssdp_config_uuid", "rand", "gettimeofday", "wait", "report", "sendto"));
 }
 
-TEST_F(Responder, ReadsNothingMoreForASearchThatIsNotForIt) {
+TEST_F(MSearchResponder, ReadsNothingMoreForASearchThatIsNotForIt) {
   m_system.LogSettings();
   EXPECT_EQ(Process("ST: ssdp:all"), 0);
   EXPECT_THAT(m_system.log, ElementsAre("get ssdp_config_search_target"));
 }
 
-TEST_F(Responder, IgnoresASearchForAnythingElse) {
+TEST_F(MSearchResponder, IgnoresASearchForAnythingElse) {
   for (const char* st :
        {"ST:urn:schemas-example-org:device:Light:1", "st: urn:schemas-example-org:device:Light:1",
         "St: urn:schemas-example-org:device:Light:1", "ST: URN:schemas-example-org:device:Light:1",
@@ -166,17 +166,17 @@ TEST_F(Responder, IgnoresASearchForAnythingElse) {
   }
 }
 
-TEST_F(Responder, AnswersASearchTargetThatBeginsWithItsOwn) {
+TEST_F(MSearchResponder, AnswersASearchTargetThatBeginsWithItsOwn) {
   EXPECT_EQ(Process("MX: 1\r\nST: urn:schemas-example-org:device:Light:10\r\n"), 0);
   EXPECT_THAT(m_system.sent, SizeIs(1));
 }
 
-TEST_F(Responder, FindsItsHeadersAnywhere) {
+TEST_F(MSearchResponder, FindsItsHeadersAnywhere) {
   EXPECT_EQ(Process("x ST: urn:schemas-example-org:device:Light:1 y MX: 1"), 0);
   EXPECT_THAT(m_system.sent, SizeIs(1));
 }
 
-TEST_F(Responder, IgnoresASearchThatGrantsNoTime) {
+TEST_F(MSearchResponder, IgnoresASearchThatGrantsNoTime) {
   const std::string start = "M-SEARCH * HTTP/1.1\r\nST: urn:schemas-example-org:device:Light:1\r\n";
   for (const char* mx : {"", "MX: 0\r\n", "MX: \r\n", "MX: x\r\n", "MX:3\r\n", "mx: 3\r\n",
                          "MX: -0\r\n", "MX: 0x3\r\n", "MX: +\r\n", "MX: "}) {
@@ -184,7 +184,7 @@ TEST_F(Responder, IgnoresASearchThatGrantsNoTime) {
   }
 }
 
-TEST_F(Responder, WaitsForARandomPartOfMx) {
+TEST_F(MSearchResponder, WaitsForARandomPartOfMx) {
   EXPECT_EQ(DelayOf("3", 0), 0);
   EXPECT_EQ(DelayOf("3", 2999), 2999);
   EXPECT_EQ(DelayOf("3", 3000), 0);
@@ -193,13 +193,13 @@ TEST_F(Responder, WaitsForARandomPartOfMx) {
   EXPECT_EQ(DelayOf("120", 119999), 119999);
 }
 
-TEST_F(Responder, ReadsMxLikeAtoi) {
+TEST_F(MSearchResponder, ReadsMxLikeAtoi) {
   EXPECT_EQ(DelayOf("3, or so", 3001), 1);
   EXPECT_EQ(DelayOf("  +2", 2001), 1);
   EXPECT_EQ(DelayOf("2.9", 2001), 1);
 }
 
-TEST_F(Responder, TakesTheMagnitudeOfANegativeMx) {
+TEST_F(MSearchResponder, TakesTheMagnitudeOfANegativeMx) {
   EXPECT_EQ(DelayOf("-3", 2999), 2999);
   EXPECT_EQ(DelayOf("-3", 3000), 0);
   EXPECT_EQ(DelayOf("-1", 1001), 1);
@@ -207,7 +207,7 @@ TEST_F(Responder, TakesTheMagnitudeOfANegativeMx) {
   EXPECT_EQ(DelayOf("-99999999999", 2147483647), 2147483647);
 }
 
-TEST_F(Responder, WaitsNeitherNegativelyNorWithoutLimitForAHugeMx) {
+TEST_F(MSearchResponder, WaitsNeitherNegativelyNorWithoutLimitForAHugeMx) {
   for (const char* mx : {"536870912", "2147483647", "99999999999", "4294967296", "2147484",
                          "99999999999999999999999999"}) {
     EXPECT_EQ(DelayOf(mx, 0), 0) << mx;
@@ -216,7 +216,7 @@ TEST_F(Responder, WaitsNeitherNegativelyNorWithoutLimitForAHugeMx) {
   }
 }
 
-TEST_F(Responder, WaitsOnTheConditionWithTheDelayMutexHeld) {
+TEST_F(MSearchResponder, WaitsOnTheConditionWithTheDelayMutexHeld) {
   pthread_mutex_t *locked = nullptr, *waited = nullptr;
   bool held_at_rand = false, held_at_wait = false, free_at_report = false;
   const auto is_held = [](pthread_mutex_t* mutex) {
@@ -245,7 +245,7 @@ TEST_F(Responder, WaitsOnTheConditionWithTheDelayMutexHeld) {
   EXPECT_TRUE(free_at_report);
 }
 
-TEST_F(Responder, ReadsTheSettingsForEverySearch) {
+TEST_F(MSearchResponder, ReadsTheSettingsForEverySearch) {
   Answered();
   Set(m_store, &NotifyTimeoutConfig::m_notify_timeout, -1);
   Set(m_store, &DeviceStatusConfig::m_status, std::string("busy"));
@@ -257,12 +257,12 @@ TEST_F(Responder, ReadsTheSettingsForEverySearch) {
             "USN: uuid:::urn:schemas-example-org:device:Light:1\r\nStatus: busy\r\n\r\n");
 }
 
-TEST_F(Responder, NeverChangesTheTemplate) {
+TEST_F(MSearchResponder, NeverChangesTheTemplate) {
   const std::string first = Answered();
   EXPECT_EQ(Answered(), first);
 }
 
-TEST_F(Responder, WritesTheDateOfItsTimeInLocalTime) {
+TEST_F(MSearchResponder, WritesTheDateOfItsTimeInLocalTime) {
   seam::calls.ctime_r = nullptr;
   m_system.now.tv_sec = 0;
   const char* zone = std::getenv("TZ");
@@ -275,13 +275,13 @@ TEST_F(Responder, WritesTheDateOfItsTimeInLocalTime) {
   EXPECT_THAT(answer, HasSubstr("DATE: Thu Jan  1 05:00:00 1970\n\rEXT: \r\n"));
 }
 
-TEST_F(Responder, AnswersWithoutADateWhenTheSystemHasNone) {
+TEST_F(MSearchResponder, AnswersWithoutADateWhenTheSystemHasNone) {
   seam::calls.ctime_r = [](const time_t*, char*) -> char* { return nullptr; };
   EXPECT_THAT(Answered(), HasSubstr("\r\nDATE: \rEXT: \r\n"));
 }
 
 // Each value is looked for from the start of what the insertions before have made of the answer.
-TEST_F(Responder, InsertsTheValuesInAFixedOrder) {
+TEST_F(MSearchResponder, InsertsTheValuesInAFixedOrder) {
   Set(m_store, &ServerInfoConfig::m_server_info, std::string("DATE: Status: "));
   m_store.Init();
   Set(m_store, &DeviceStatusConfig::m_status, std::string("USN: uuid:Cache-Control: max-age="));
@@ -293,7 +293,7 @@ TEST_F(Responder, InsertsTheValuesInAFixedOrder) {
             "USN: uuid:::urn:schemas-example-org:device:Light:1\r\nStatus: \r\n\r\n");
 }
 
-TEST_F(Responder, InsertsAtTheWrappedIndexWhenTheTemplateLacksItsHeaders) {
+TEST_F(MSearchResponder, InsertsAtTheWrappedIndexWhenTheTemplateLacksItsHeaders) {
   Set(m_store, &ResponseHeaderConfig::m_response_header, std::string("0123456789abcdefghijklmnop"));
   Set(m_store, &DeviceUUIDConfig::m_uuid, std::string("U"));
   Set(m_store, &DeviceStatusConfig::m_status, std::string("S"));
@@ -306,7 +306,7 @@ TEST_F(Responder, InsertsAtTheWrappedIndexWhenTheTemplateLacksItsHeaders) {
   EXPECT_EQ(Answered(), "01234D5S6U789abcdefghijk1800lmnop");
 }
 
-TEST_F(Responder, ReportsAndSendsNothingWhileTheTemplateIsEmpty) {
+TEST_F(MSearchResponder, ReportsAndSendsNothingWhileTheTemplateIsEmpty) {
   SSDPStorage fresh;
   SSDPListener listener(&support::Engine::Callback, &fresh, &m_engine);
   int result = 0;
@@ -318,7 +318,7 @@ TEST_F(Responder, ReportsAndSendsNothingWhileTheTemplateIsEmpty) {
   EXPECT_THAT(m_engine.reports, IsEmpty());
 }
 
-TEST_F(Responder, ReportsAndSendsNothingWhenTheTemplateIsTooShortForTheMaxAge) {
+TEST_F(MSearchResponder, ReportsAndSendsNothingWhenTheTemplateIsTooShortForTheMaxAge) {
   Set(m_store, &ResponseHeaderConfig::m_response_header, std::string("0123456789"));
   seam::calls.ctime_r = [](const time_t*, char*) -> char* { return nullptr; };
   int result = 0;
@@ -331,7 +331,7 @@ TEST_F(Responder, ReportsAndSendsNothingWhenTheTemplateIsTooShortForTheMaxAge) {
   EXPECT_THAT(m_engine.reports, IsEmpty());
 }
 
-TEST_F(Responder, ReportsWhatItCannotRead) {
+TEST_F(MSearchResponder, ReportsWhatItCannotRead) {
   EXPECT_EQ(FailureOf("ssdp_config_search_target"),
             "[#] ProcessMSearch: m_ssdpstore->GetConfig(sconfig.m_name, sconfig) == SSDP_SUCCESS"
             " failed. \n source/ssdplistener.cpp\n");
@@ -349,7 +349,7 @@ TEST_F(Responder, ReportsWhatItCannotRead) {
             "SSDP_SUCCESS failed. \n source/ssdplistener.cpp\n");
 }
 
-TEST_F(Responder, ReportsASendThatFailsOrIsShort) {
+TEST_F(MSearchResponder, ReportsASendThatFailsOrIsShort) {
   for (ssize_t bytes : {-1, 0, 10}) {
     int sends = 0, result = 0;
     seam::calls.sendto = [&](auto...) { return ++sends, bytes; };

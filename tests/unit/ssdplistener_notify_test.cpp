@@ -23,9 +23,9 @@ std::string Replaced(std::string text, const std::string& what, const std::strin
   return text.replace(found, what.length(), by);
 }
 
-class Notify : public testing::Test {
+class NotifyReceiver : public testing::Test {
  protected:
-  Notify() {
+  NotifyReceiver() {
     support::SetLamp(m_store);
     m_store.Init();
     m_system.log.clear();
@@ -53,7 +53,7 @@ class Notify : public testing::Test {
   SSDPListener m_listener{&support::Engine::Callback, &m_store, &m_engine};
 };
 
-TEST_F(Notify, ReportsAnAliveDevice) {
+TEST_F(NotifyReceiver, ReportsAnAliveDevice) {
   const Report report = Reported(golden::kLampAlive);
   EXPECT_TRUE(report.has_record);
   EXPECT_EQ(report.record.m_address, "192.168.1.7");
@@ -64,7 +64,7 @@ TEST_F(Notify, ReportsAnAliveDevice) {
   EXPECT_FALSE(report.searched);
 }
 
-TEST_F(Notify, ReportsAByebyeWithItsExpiryAhead) {
+TEST_F(NotifyReceiver, ReportsAByebyeWithItsExpiryAhead) {
   const Report report = Reported(golden::kLampByebye);
   EXPECT_FALSE(report.alive);
   EXPECT_FALSE(report.searched);
@@ -73,7 +73,7 @@ TEST_F(Notify, ReportsAByebyeWithItsExpiryAhead) {
 }
 
 // That name comes along with the first read, into what is kept for the second.
-TEST_F(Notify, AsksForTheSearchTargetByItsOwnNameWhateverOneIsStoredWithIt) {
+TEST_F(NotifyReceiver, AsksForTheSearchTargetByItsOwnNameWhateverOneIsStoredWithIt) {
   SearchTargetConfig target;
   m_store.GetConfig(target.m_name, target);
   for (const char* name : {"another name", "a_name_of_the_same_length"}) {
@@ -84,21 +84,21 @@ TEST_F(Notify, AsksForTheSearchTargetByItsOwnNameWhateverOneIsStoredWithIt) {
   }
 }
 
-TEST_F(Notify, TakesItsStepsInOrderAndAnswersNothing) {
+TEST_F(NotifyReceiver, TakesItsStepsInOrderAndAnswersNothing) {
   m_system.LogSettings();
   m_engine.on_report = [this] { m_system.log.push_back("report"); };
   Process(golden::kLampAlive);
   EXPECT_THAT(m_system.log, ElementsAre("get ssdp_config_search_target", "gettimeofday", "report"));
 }
 
-TEST_F(Notify, HoldsNoLockWhileItReports) {
+TEST_F(NotifyReceiver, HoldsNoLockWhileItReports) {
   m_system.LogLocks();
   m_engine.on_report = [this] { m_system.log.push_back("report"); };
   Process(golden::kLampAlive);
   EXPECT_THAT(m_system.log, ElementsAre("lock", "unlock", "gettimeofday", "report"));
 }
 
-TEST_F(Notify, IgnoresAnotherKindOfDevice) {
+TEST_F(NotifyReceiver, IgnoresAnotherSearchTarget) {
   ExpectIgnored(golden::kPumpAlive);
   ExpectIgnored(Replaced(golden::kLampAlive, "NT: ", "nt: "));
   ExpectIgnored(Replaced(golden::kLampAlive, "NT: ", "NT:"));
@@ -106,31 +106,31 @@ TEST_F(Notify, IgnoresAnotherKindOfDevice) {
   ExpectIgnored(Replaced(golden::kLampAlive, "NT: ", "ST: "));
 }
 
-TEST_F(Notify, AcceptsATypeThatBeginsWithItsOwn) {
+TEST_F(NotifyReceiver, AcceptsATypeThatBeginsWithItsOwn) {
   Reported(Replaced(golden::kLampAlive, "Light:1\r\nUSN", "Light:10\r\nUSN"));
 }
 
-TEST_F(Notify, FindsItsTypeAnywhere) {
+TEST_F(NotifyReceiver, FindsItsTypeAnywhere) {
   Reported(Replaced(golden::kLampAlive, "NT: urn", "X: COUNT: urn"));
 }
 
-TEST_F(Notify, TakesAnythingButAliveForALeave) {
+TEST_F(NotifyReceiver, TakesAnythingButAliveForALeave) {
   EXPECT_FALSE(Reported(Replaced(golden::kLampAlive, "ssdp:alive", "ssdp:update")).alive);
   EXPECT_FALSE(Reported(Replaced(golden::kLampAlive, "ssdp:alive", "SSDP:ALIVE")).alive);
   EXPECT_FALSE(Reported(Replaced(golden::kLampAlive, "NTS: ssdp:alive\r\n", "")).alive);
 }
 
-TEST_F(Notify, FindsAliveAnywhere) {
+TEST_F(NotifyReceiver, FindsAliveAnywhere) {
   EXPECT_TRUE(Reported(Replaced(golden::kLampByebye, "1234::", "1234::ssdp:alive")).alive);
   EXPECT_TRUE(Reported(Replaced(golden::kLampByebye, "ok", "ssdp:alive")).alive);
 }
 
-TEST_F(Notify, EndsTheUuidBeforeTheNextColon) {
+TEST_F(NotifyReceiver, EndsTheUuidBeforeTheNextColon) {
   EXPECT_EQ(Reported(Replaced(golden::kLampAlive, "1234", "1234-abcd")).record.m_uuid, "1234-abcd");
   EXPECT_EQ(Reported(Replaced(golden::kLampAlive, "1234", "")).record.m_uuid, "");
 }
 
-TEST_F(Notify, DropsTheLastFourBytesOfTheStatus) {
+TEST_F(NotifyReceiver, DropsTheLastFourBytesOfTheStatus) {
   const auto status_of = [this](const std::string& ending) {
     return Reported(Replaced(golden::kLampAlive, "ok\r\n\r\n", ending)).record.m_status;
   };
@@ -140,12 +140,12 @@ TEST_F(Notify, DropsTheLastFourBytesOfTheStatus) {
   EXPECT_EQ(status_of("\r\n\r\n"), "");
 }
 
-TEST_F(Notify, IgnoresAStatusOfLessThanFourBytes) {
+TEST_F(NotifyReceiver, IgnoresAStatusOfLessThanFourBytes) {
   for (const char* ending : {"", "\n", "ok", "ok\r"})
     ExpectIgnored(Replaced(golden::kLampAlive, "ok\r\n\r\n", ending));
 }
 
-TEST_F(Notify, IgnoresAMessageThatLacksAPartOfTheRecord) {
+TEST_F(NotifyReceiver, IgnoresAMessageThatLacksAPartOfTheRecord) {
   ExpectIgnored(Replaced(golden::kLampAlive, "Cache-Control: ", "Cache: "));
   ExpectIgnored(Replaced(golden::kLampAlive, "Status: ", "State: "));
   ExpectIgnored(Replaced(golden::kLampAlive, "USN: uuid:", "USN: "));
@@ -154,7 +154,7 @@ TEST_F(Notify, IgnoresAMessageThatLacksAPartOfTheRecord) {
       "USN: uuid:1234");
 }
 
-TEST_F(Notify, ReadsTheMaxAgeLikeAtoiAndSaturates) {
+TEST_F(NotifyReceiver, ReadsTheMaxAgeLikeAtoiAndSaturates) {
   const auto expiry_of = [this](const std::string& max_age) {
     return Reported(Replaced(golden::kLampAlive, "=1800", "=" + max_age)).record.m_expiry;
   };
@@ -165,13 +165,13 @@ TEST_F(Notify, ReadsTheMaxAgeLikeAtoiAndSaturates) {
   EXPECT_EQ(expiry_of("99999999999"), std::numeric_limits<int32_t>::max());
 }
 
-TEST_F(Notify, ReadsTheSearchTargetAfresh) {
+TEST_F(NotifyReceiver, ReadsTheSearchTargetAgain) {
   Reported(golden::kLampAlive);
   support::Set(m_store, &SearchTargetConfig::m_search_target, std::string("other"));
   ExpectIgnored(golden::kLampAlive);
 }
 
-TEST_F(Notify, ReportsASearchTargetThatCannotBeRead) {
+TEST_F(NotifyReceiver, ReportsASearchTargetThatCannotBeRead) {
   seam::failures.get_config = [](const std::string&) { return true; };
   int result = 0;
   EXPECT_EQ(OutputOf([&] { result = Process(golden::kLampAlive); }),

@@ -232,7 +232,7 @@ TEST_F(Listener, FindsARequestLineAnywhere) {
               ElementsAre("notified"));
 }
 
-TEST_F(Listener, DropsEveryOtherDatagramWithoutAWord) {
+TEST_F(Listener, DropsEveryOtherDatagramWithoutPrinting) {
   const std::string rest = std::string(kSearchRest) + kNotifyRest;
   for (const std::string line :
        {"m-search * http/1.1\r\n", "notify * http/1.1\r\n", "M-SEARCH * HTTP/1.0\r\n",
@@ -254,7 +254,7 @@ TEST_F(Listener, SeesNothingBehindANulOrBehind512Bytes) {
   EXPECT_EQ(m_engine.reports[0].record.m_status, "ok");
 }
 
-TEST_F(Listener, ReadsTheNextDatagramOnlyAfterTheAnswer) {
+TEST_F(Listener, ReadsTheNextDatagramOnlyAfterTheResponse) {
   const std::string search = "M-SEARCH * HTTP/1.1\r\n" + std::string(kSearchRest);
   m_system.Deliver(search, "10.0.0.1");
   m_system.Deliver(search, "10.0.0.2");

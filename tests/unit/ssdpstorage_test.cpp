@@ -29,9 +29,9 @@ std::string TargetOf(SSDPStorage& store) {
   return Get(store, &SearchTargetConfig::m_search_target);
 }
 
-class Storage : public testing::Test {
+class ConfigStore : public testing::Test {
  protected:
-  ~Storage() override { seam::Reset(); }
+  ~ConfigStore() override { seam::Reset(); }
 
   // What a failing Init prints when reads of `get` and writes of `set` fail.
   std::string FailureOf(const std::string& get, const std::string& set = "") {
@@ -58,7 +58,7 @@ class Storage : public testing::Test {
   SSDP_STATUS m_result = 0;
 };
 
-TEST_F(Storage, HoldsEverySettingWithItsDefaultFromConstructionOn) {
+TEST_F(ConfigStore, HoldsEverySettingWithItsDefaultFromConstructionOn) {
   EXPECT_EQ(Get(m_store, &NetworkInterfaceConfig::m_network_interface), "");
   EXPECT_EQ(Get(m_store, &DomainNameConfig::m_domain_name), "");
   EXPECT_EQ(Get(m_store, &DeviceTypeConfig::m_device_type), "");
@@ -91,13 +91,13 @@ TEST(ProtocolConstants, HoldTheThreeEmptyTemplates) {
   EXPECT_EQ(RESPONSE_HEADER.length(), 98u);
 }
 
-TEST_F(Storage, ComposesTheSearchTargetOfNothingFromItsFixedParts) {
+TEST_F(ConfigStore, ComposesTheSearchTargetOfNothingFromItsFixedParts) {
   EXPECT_EQ(m_store.Init(), 0);
   EXPECT_EQ(TargetOf(m_store), "urn::device::");
   EXPECT_EQ(TargetOf(m_store).length(), 13u);
 }
 
-TEST_F(Storage, ComposesTheSearchTargetFromThreeSettings) {
+TEST_F(ConfigStore, ComposesTheSearchTargetFromThreeSettings) {
   Set(m_store, &DomainNameConfig::m_domain_name, std::string("a"));
   Set(m_store, &DeviceTypeConfig::m_device_type, std::string("b"));
   Set(m_store, &VersionConfig::m_version, std::string("c"));
@@ -105,19 +105,19 @@ TEST_F(Storage, ComposesTheSearchTargetFromThreeSettings) {
   EXPECT_EQ(TargetOf(m_store), "urn:a:device:b:c");
 }
 
-TEST_F(Storage, ComposesTheSearchTargetOfALamp) {
+TEST_F(ConfigStore, ComposesTheSearchTargetOfALamp) {
   support::SetLamp(m_store);
   EXPECT_EQ(m_store.Init(), 0);
   EXPECT_EQ(TargetOf(m_store), "urn:schemas-example-org:device:Light:1");
 }
 
-TEST_F(Storage, ChecksNoPartOfTheSearchTarget) {
+TEST_F(ConfigStore, ChecksNoPartOfTheSearchTarget) {
   Set(m_store, &DomainNameConfig::m_domain_name, std::string("a:b c\r\n"));
   EXPECT_EQ(m_store.Init(), 0);
   EXPECT_EQ(TargetOf(m_store), "urn:a:b c\r\n:device::");
 }
 
-TEST_F(Storage, GeneratesTheTemplatesOfNothing) {
+TEST_F(ConfigStore, GeneratesTheTemplatesOfNothing) {
   EXPECT_EQ(m_store.Init(), 0);
   const Templates made = TemplatesOf(m_store);
   EXPECT_EQ(made.search,
@@ -131,7 +131,7 @@ TEST_F(Storage, GeneratesTheTemplatesOfNothing) {
             "ST: urn::device::\r\nUSN: uuid:::urn::device::\r\nStatus: \r\n\r\n");
 }
 
-TEST_F(Storage, GeneratesTheTemplatesOfALamp) {
+TEST_F(ConfigStore, GeneratesTheTemplatesOfALamp) {
   support::SetLamp(m_store);
   EXPECT_EQ(m_store.Init(), 0);
   const Templates made = TemplatesOf(m_store);
@@ -150,7 +150,7 @@ TEST_F(Storage, GeneratesTheTemplatesOfALamp) {
             "USN: uuid:::urn:schemas-example-org:device:Light:1\r\nStatus: \r\n\r\n");
 }
 
-TEST_F(Storage, PutsTheSearchTargetBehindServerInformationThatContainsItsMarker) {
+TEST_F(ConfigStore, PutsTheSearchTargetBehindServerInformationThatContainsItsMarker) {
   Set(m_store, &ServerInfoConfig::m_server_info, std::string("HOST: x"));
   EXPECT_EQ(m_store.Init(), 0);
   EXPECT_EQ(TemplatesOf(m_store).answer,
@@ -159,7 +159,7 @@ TEST_F(Storage, PutsTheSearchTargetBehindServerInformationThatContainsItsMarker)
             "USN: uuid:::urn::device::\r\nStatus: \r\n\r\n");
 }
 
-TEST_F(Storage, LooksForAMarkerAfreshAfterEachInsertion) {
+TEST_F(ConfigStore, LooksForAMarkerAgainAfterEachInsertion) {
   Set(m_store, &DomainNameConfig::m_domain_name, std::string("USER-AGENT: "));
   Set(m_store, &DeviceTypeConfig::m_device_type, std::string("USN: uuid:::"));
   Set(m_store, &UserAgentConfig::m_user_agent, std::string("me"));
@@ -173,7 +173,7 @@ TEST_F(Storage, LooksForAMarkerAfreshAfterEachInsertion) {
             "urn:USER-AGENT: :device:USN: uuid:::::\r\nUSN: uuid:::\r\nStatus: \r\n\r\n");
 }
 
-TEST_F(Storage, KeepsTheTemplatesUntilTheNextInit) {
+TEST_F(ConfigStore, KeepsTheTemplatesUntilTheNextInit) {
   m_store.Init();
   const Templates before = TemplatesOf(m_store);
   support::SetLamp(m_store);
@@ -187,7 +187,7 @@ TEST_F(Storage, KeepsTheTemplatesUntilTheNextInit) {
   EXPECT_THAT(TemplatesOf(m_store).answer, testing::HasSubstr("SERVER: Linux/6.1"));
 }
 
-TEST_F(Storage, GeneratesTheSameTemplatesAgainFromTheSameSettings) {
+TEST_F(ConfigStore, GeneratesTheSameTemplatesAgainFromTheSameSettings) {
   support::SetLamp(m_store);
   m_store.Init();
   const Templates first = TemplatesOf(m_store);
@@ -197,7 +197,7 @@ TEST_F(Storage, GeneratesTheSameTemplatesAgainFromTheSameSettings) {
   EXPECT_EQ(TemplatesOf(m_store).answer, first.answer);
 }
 
-TEST_F(Storage, ChangesNothingInDeInit) {
+TEST_F(ConfigStore, ChangesNothingInDeInit) {
   support::SetLamp(m_store);
   m_store.Init();
   const Templates before = TemplatesOf(m_store);
@@ -208,7 +208,7 @@ TEST_F(Storage, ChangesNothingInDeInit) {
   EXPECT_EQ(Get(m_store, &DeviceUUIDConfig::m_uuid), "1234");
 }
 
-TEST_F(Storage, ReadsAndWritesInAFixedOrder) {
+TEST_F(ConfigStore, ReadsAndWritesInAFixedOrder) {
   support::ScriptedSystem system;
   system.LogSettings();
   m_store.Init();
@@ -221,11 +221,11 @@ TEST_F(Storage, ReadsAndWritesInAFixedOrder) {
                           "get ssdp_config_search_target", "set ssdp_config_response_header"));
 }
 
-TEST_F(Storage, PrintsNothingWhenAllGoesWell) {
+TEST_F(ConfigStore, PrintsNothingWhenAllGoesWell) {
   EXPECT_EQ(OutputOf([this] { m_store.Init(); }), "");
 }
 
-TEST_F(Storage, ReportsAPartOfTheSearchTargetThatCannotBeRead) {
+TEST_F(ConfigStore, ReportsAPartOfTheSearchTargetThatCannotBeRead) {
   EXPECT_EQ(FailureOf("ssdp_config_domain_name"),
             "[#] Init: GetConfig(dconfig.m_name, dconfig) == SSDP_SUCCESS failed. \n"
             " source/ssdpstorage.cpp\n");
@@ -238,14 +238,14 @@ TEST_F(Storage, ReportsAPartOfTheSearchTargetThatCannotBeRead) {
   EXPECT_EQ(TargetOf(m_store), "");
 }
 
-TEST_F(Storage, ReportsASearchTargetThatCannotBeStored) {
+TEST_F(ConfigStore, ReportsASearchTargetThatCannotBeStored) {
   EXPECT_EQ(FailureOf("", "ssdp_config_search_target"),
             "[#] Init: SetConfig(sconfig.m_name, sconfig) == SSDP_SUCCESS failed. \n"
             " source/ssdpstorage.cpp\n");
   EXPECT_EQ(TemplatesOf(m_store).search, "");
 }
 
-TEST_F(Storage, StopsAtTheSearchTemplateAndKeepsTheSearchTarget) {
+TEST_F(ConfigStore, StopsAtTheSearchTemplateAndKeepsTheSearchTarget) {
   EXPECT_EQ(FailureOf("", "ssdp_config_msearch_header"),
             "[#] GenerateMSearchHeader: SetConfig(mconfig.m_name, mconfig) == SSDP_SUCCESS failed."
             " \n source/ssdpstorage.cpp\n"
@@ -256,7 +256,7 @@ TEST_F(Storage, StopsAtTheSearchTemplateAndKeepsTheSearchTarget) {
   EXPECT_EQ(TemplatesOf(m_store).notify, "");
 }
 
-TEST_F(Storage, StopsAtTheNotifyTemplateAndKeepsTheSearchTemplate) {
+TEST_F(ConfigStore, StopsAtTheNotifyTemplateAndKeepsTheSearchTemplate) {
   EXPECT_EQ(FailureOf("", "ssdp_config_notify_header"),
             "[#] GenerateNotifyHeader: SetConfig(config.m_name, config) == SSDP_SUCCESS failed. \n"
             " source/ssdpstorage.cpp\n"
@@ -267,7 +267,7 @@ TEST_F(Storage, StopsAtTheNotifyTemplateAndKeepsTheSearchTemplate) {
   EXPECT_EQ(TemplatesOf(m_store).answer, "");
 }
 
-TEST_F(Storage, StopsAtTheAnswerTemplateAndKeepsTheOthers) {
+TEST_F(ConfigStore, StopsAtTheResponseTemplateAndKeepsTheOthers) {
   EXPECT_EQ(FailureOf("", "ssdp_config_response_header"),
             "[#] GenerateResponseHeader: SetConfig(config.m_name, config) == SSDP_SUCCESS failed."
             " \n source/ssdpstorage.cpp\n"
@@ -277,7 +277,7 @@ TEST_F(Storage, StopsAtTheAnswerTemplateAndKeepsTheOthers) {
   EXPECT_EQ(TemplatesOf(m_store).answer, "");
 }
 
-TEST_F(Storage, ReportsWhatTheSearchTemplateCannotRead) {
+TEST_F(ConfigStore, ReportsWhatTheSearchTemplateCannotRead) {
   EXPECT_EQ(FailureOf(&SSDPStorage::GenerateMSearchHeader, "ssdp_config_search_target"),
             "[#] GenerateMSearchHeader: GetConfig(sconfig.m_name, sconfig) == SSDP_SUCCESS failed."
             " \n source/ssdpstorage.cpp\n");
@@ -286,13 +286,13 @@ TEST_F(Storage, ReportsWhatTheSearchTemplateCannotRead) {
             " \n source/ssdpstorage.cpp\n");
 }
 
-TEST_F(Storage, ReportsWhatTheNotifyTemplateCannotRead) {
+TEST_F(ConfigStore, ReportsWhatTheNotifyTemplateCannotRead) {
   EXPECT_EQ(FailureOf(&SSDPStorage::GenerateNotifyHeader, "ssdp_config_search_target"),
             "[#] GenerateNotifyHeader: GetConfig(sconfig.m_name, sconfig) == SSDP_SUCCESS failed."
             " \n source/ssdpstorage.cpp\n");
 }
 
-TEST_F(Storage, ReportsWhatTheAnswerTemplateCannotRead) {
+TEST_F(ConfigStore, ReportsWhatTheResponseTemplateCannotRead) {
   EXPECT_EQ(FailureOf(&SSDPStorage::GenerateResponseHeader, "ssdp_config_server_info"),
             "[#] GenerateResponseHeader: GetConfig(sconfig.m_name, sconfig) == SSDP_SUCCESS failed."
             " \n source/ssdpstorage.cpp\n");
@@ -301,7 +301,7 @@ TEST_F(Storage, ReportsWhatTheAnswerTemplateCannotRead) {
             " failed. \n source/ssdpstorage.cpp\n");
 }
 
-TEST_F(Storage, LeavesAnOldTemplateInPlaceWhenItCannotBeReplaced) {
+TEST_F(ConfigStore, LeavesAnOldTemplateInPlaceWhenItCannotBeReplaced) {
   m_store.Init();
   const Templates before = TemplatesOf(m_store);
   support::SetLamp(m_store);

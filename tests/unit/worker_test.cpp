@@ -38,9 +38,9 @@ class Worker : public WorkerThread {
   std::function<void()> m_body;
 };
 
-class Workers : public testing::Test {
+class WorkerThreads : public testing::Test {
  protected:
-  ~Workers() override { seam::Reset(); }
+  ~WorkerThreads() override { seam::Reset(); }
 
   // Has thread creation fail, or be counted without a thread.
   void ScriptCreation(int result) {
@@ -63,12 +63,12 @@ class Workers : public testing::Test {
   bool m_flag_at_creation = false;
 };
 
-TEST_F(Workers, AreNotStartedWhenConstructed) {
+TEST_F(WorkerThreads, AreNotStartedWhenConstructed) {
   EXPECT_FALSE(m_worker.IsStarted());
   EXPECT_EQ(m_worker.m_runs, 0);
 }
 
-TEST_F(Workers, RunTheirTaskOnAThreadOfTheirOwn) {
+TEST_F(WorkerThreads, RunTheirTaskOnAThreadOfTheirOwn) {
   std::thread::id id;
   m_worker.m_body = [&] { id = std::this_thread::get_id(); };
   EXPECT_EQ(m_worker.Start(), 0);
@@ -77,35 +77,35 @@ TEST_F(Workers, RunTheirTaskOnAThreadOfTheirOwn) {
   EXPECT_NE(id, std::this_thread::get_id());
 }
 
-TEST_F(Workers, FindTheFlagSetFromTheFirstTest) {
+TEST_F(WorkerThreads, FindTheFlagSetFromTheFirstTest) {
   ScriptCreation(0);
   m_worker.Start();
   EXPECT_TRUE(m_flag_at_creation);
   EXPECT_TRUE(m_worker.IsStarted());
 }
 
-TEST_F(Workers, CreateAJoinableThreadWithDefaultAttributes) {
+TEST_F(WorkerThreads, CreateAJoinableThreadWithDefaultAttributes) {
   ScriptCreation(0);
   m_worker.Start();
   EXPECT_EQ(m_created, 1);
   EXPECT_EQ(m_attributes, nullptr);
 }
 
-TEST_F(Workers, IgnoreTheResultOfTheirTask) {
+TEST_F(WorkerThreads, IgnoreTheResultOfTheirTask) {
   ScriptCreation(0);
   m_worker.Start();
   EXPECT_EQ(m_entry(m_argument), nullptr);
   EXPECT_EQ(m_worker.m_runs, 1);
 }
 
-TEST_F(Workers, CreateOneThreadWhenStartedTwice) {
+TEST_F(WorkerThreads, CreateOneThreadWhenStartedTwice) {
   ScriptCreation(0);
   EXPECT_EQ(m_worker.Start(), 0);
   EXPECT_EQ(m_worker.Start(), 0);
   EXPECT_EQ(m_created, 1);
 }
 
-TEST_F(Workers, ClearTheFlagAndNothingElseInStop) {
+TEST_F(WorkerThreads, ClearTheFlagAndNothingElseInStop) {
   std::promise<void> stopped;
   m_worker.m_body = [&] { stopped.get_future().wait(); };
   m_worker.Start();
@@ -115,12 +115,12 @@ TEST_F(Workers, ClearTheFlagAndNothingElseInStop) {
   EXPECT_EQ(m_worker.Join(), 0);
 }
 
-TEST_F(Workers, MayBeStoppedWithoutHavingBeenStarted) {
+TEST_F(WorkerThreads, MayBeStoppedWithoutHavingBeenStarted) {
   EXPECT_EQ(OutputOf([this] { EXPECT_EQ(m_worker.Stop(), 0); }), "");
   EXPECT_FALSE(m_worker.IsStarted());
 }
 
-TEST_F(Workers, SeeTheFlagClearedByAnotherThread) {
+TEST_F(WorkerThreads, SeeTheFlagClearedByAnotherThread) {
   std::promise<void> running;
   m_worker.m_body = [&] {
     running.set_value();
@@ -132,7 +132,7 @@ TEST_F(Workers, SeeTheFlagClearedByAnotherThread) {
   EXPECT_EQ(m_worker.Join(), 0);
 }
 
-TEST_F(Workers, StartAgainWithAFreshThreadAfterStopAndJoin) {
+TEST_F(WorkerThreads, StartAgainWithAFreshThreadAfterStopAndJoin) {
   for (int run = 1; run <= 3; ++run) {
     EXPECT_EQ(m_worker.Start(), 0);
     EXPECT_EQ(m_worker.Join(), 0);
@@ -141,7 +141,7 @@ TEST_F(Workers, StartAgainWithAFreshThreadAfterStopAndJoin) {
   }
 }
 
-TEST_F(Workers, KeepTheFlagWhenTheThreadCannotBeCreated) {
+TEST_F(WorkerThreads, KeepTheFlagWhenTheThreadCannotBeCreated) {
   ScriptCreation(EAGAIN);
   SSDP_STATUS status = 0;
   EXPECT_EQ(OutputOf([&] { status = m_worker.Start(); }), kCreateFailed);
@@ -149,7 +149,7 @@ TEST_F(Workers, KeepTheFlagWhenTheThreadCannotBeCreated) {
   EXPECT_TRUE(m_worker.IsStarted());
 }
 
-TEST_F(Workers, DoNothingInStartAfterAFailureUntilTheyWereStopped) {
+TEST_F(WorkerThreads, DoNothingInStartAfterAFailureUntilTheyWereStopped) {
   ScriptCreation(EAGAIN);
   OutputOf([&] { m_worker.Start(); });
   EXPECT_EQ(m_worker.Start(), 0);
@@ -160,13 +160,13 @@ TEST_F(Workers, DoNothingInStartAfterAFailureUntilTheyWereStopped) {
   EXPECT_EQ(m_created, 2);
 }
 
-TEST_F(Workers, FailToJoinWhatWasNeverStarted) {
+TEST_F(WorkerThreads, FailToJoinWhatWasNeverStarted) {
   SSDP_STATUS status = 0;
   EXPECT_EQ(OutputOf([&] { status = m_worker.Join(); }), kJoinFailed);
   EXPECT_EQ(status, 1);
 }
 
-TEST_F(Workers, FailToJoinTwice) {
+TEST_F(WorkerThreads, FailToJoinTwice) {
   m_worker.Start();
   EXPECT_EQ(m_worker.Join(), 0);
   SSDP_STATUS status = 0;
@@ -174,7 +174,7 @@ TEST_F(Workers, FailToJoinTwice) {
   EXPECT_EQ(status, 1);
 }
 
-TEST_F(Workers, ReportAJoinThatTheSystemRefuses) {
+TEST_F(WorkerThreads, ReportAJoinThatTheSystemRefuses) {
   ScriptCreation(0);
   m_worker.Start();
   seam::calls.pthread_join = [](pthread_t, void**) { return EDEADLK; };
@@ -183,7 +183,7 @@ TEST_F(Workers, ReportAJoinThatTheSystemRefuses) {
   EXPECT_EQ(status, 1);
 }
 
-TEST_F(Workers, DiscardTheirThreadsExitValue) {
+TEST_F(WorkerThreads, DiscardTheirThreadsExitValue) {
   ScriptCreation(0);
   m_worker.Start();
   void** result = reinterpret_cast<void**>(this);
@@ -195,7 +195,7 @@ TEST_F(Workers, DiscardTheirThreadsExitValue) {
   EXPECT_EQ(result, nullptr);
 }
 
-TEST_F(Workers, BlockEverySignalInTheirThread) {
+TEST_F(WorkerThreads, BlockEverySignalInTheirThread) {
   sigset_t mask;
   sigemptyset(&mask);
   m_worker.m_body = [&] { pthread_sigmask(SIG_SETMASK, nullptr, &mask); };
@@ -216,7 +216,7 @@ class MaskKeeper {
   sigset_t m_mask;
 };
 
-TEST_F(Workers, GiveTheirStarterItsOwnMaskBack) {
+TEST_F(WorkerThreads, GiveTheirStarterItsOwnMaskBack) {
   const MaskKeeper keeper;
   sigset_t own, after;
   sigemptyset(&own);
@@ -233,7 +233,7 @@ TEST_F(Workers, GiveTheirStarterItsOwnMaskBack) {
   }
 }
 
-TEST_F(Workers, CanNameTheirThread) {
+TEST_F(WorkerThreads, CanNameTheirThread) {
   char name[16] = "";
   m_worker.m_body = [&] {
     Worker::NameThisThread("ssdp-worker");
