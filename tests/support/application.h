@@ -35,7 +35,7 @@ class Application {
 
  private:
   static void OnEvent(const libSSDP::DeviceInfo*, libSSDP::DeviceInfo*, unsigned int event,
-                      void* application);
+                      void* context);
 
   bool m_running = false;
 };

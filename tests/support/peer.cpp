@@ -53,7 +53,7 @@ Peer::~Peer() {
 }
 
 Peer Peer::InGroup() {
-  return Peer("0.0.0.0", 1900);
+  return {"0.0.0.0", 1900};
 }
 
 bool Peer::Send(const std::string& message) const {
@@ -71,7 +71,7 @@ std::string Peer::Receive(const std::string& text) {
     socklen_t length = sizeof(m_from);
     const long size =
         syscall(SYS_recvfrom, m_socket, message, sizeof(message), 0, &m_from, &length);
-    const std::string received(message, size < 0 ? 0 : static_cast<size_t>(size));
+    std::string received(message, size < 0 ? 0 : static_cast<size_t>(size));
     if (received.find(text) != std::string::npos) return received;
   }
   return "";

@@ -35,7 +35,7 @@ std::vector<std::string> Entries(const char* directory) {
   DIR* handle = opendir(directory);
   if (handle == nullptr) return names;
   while (const dirent* entry = readdir(handle))
-    if (entry->d_name[0] != '.') names.push_back(entry->d_name);
+    if (entry->d_name[0] != '.') names.emplace_back(entry->d_name);
   closedir(handle);
   return names;
 }
@@ -53,7 +53,10 @@ bool Await(const std::function<bool()>& condition) {
 
 int Scaled(const char* what, int full) {
   const char* given = std::getenv("LIBSSDP_LIFECYCLE_DIVISOR");
-  const int divisor = given != nullptr ? std::max(1, std::atoi(given)) : SANITIZED ? 20 : 1;
+  const int divisor = given != nullptr
+                          ? std::max(1, static_cast<int>(std::strtol(given, nullptr, 10)))
+                      : SANITIZED ? 20
+                                  : 1;
   const int count = std::max(1, full / divisor);
   std::printf("%s: %d\n", what, count);
   return count;
