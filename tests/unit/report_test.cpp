@@ -244,6 +244,30 @@ TEST_F(OutputThatTakesNothing, DropsTheLineWhenAThreadHangsWithTheLock) {
   EXPECT_EQ(ReadPipe(), "");
 }
 
+TEST_F(OutputThatTakesNothing, DropsTheLineWhileTheApplicationHangsInAPrintOfItsOwn) {
+  FillPipe();
+  std::thread application([] {
+    std::fputs(std::string(100000, '#').c_str(), stdout);  // blocks, with the stream's lock
+    std::fflush(stdout);
+  });
+  while (ftrylockfile(stdout) == 0) {
+    funlockfile(stdout);
+    std::this_thread::yield();
+  }
+  const bool result = ReportFailure(1, "f", "c", "x");
+  std::string text;
+  std::atomic<bool> printed{false};
+  std::thread end([&] {
+    application.join();
+    printed = true;
+  });
+  while (!printed) text += ReadPipe();
+  end.join();
+  text += ReadPipe();
+  EXPECT_FALSE(result);
+  EXPECT_THAT(text, testing::Not(testing::HasSubstr("failed")));
+}
+
 TEST_F(OutputThatTakesNothing, WaitsForAThreadThatIsJustPrinting) {
   dup2(m_pipe[1], STDOUT_FILENO);
   LockHolder holder;
