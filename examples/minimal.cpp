@@ -32,7 +32,7 @@ int main(int argc, char** argv) {
   libSSDP::SetNotifyTimeOut(30);
   libSSDP::SetMSearchTimeOut(1);
   libSSDP::SetCallback(OnDevice, nullptr);
-  if (libSSDP::Initialize() != libSSDP::SSDP_SUCCESS) return 1;
+  if (libSSDP::Initialize() != libSSDP::SSDP_SUCCESS) std::_Exit(1);
   libSSDP::Search();  // those that are here already
   int signal;
   sigwait(&stop, &signal);

@@ -116,7 +116,7 @@ int main(int argc, char** argv) {
   libSSDP::SetNotifyTimeOut(kNotifyTimeOut);
   libSSDP::SetMSearchTimeOut(1);
   libSSDP::SetCallback(OnDevice, &presence);
-  if (libSSDP::Initialize() != libSSDP::SSDP_SUCCESS) return 1;
+  if (libSSDP::Initialize() != libSSDP::SSDP_SUCCESS) std::_Exit(1);
   libSSDP::Search();  // those that are here already
   const timespec second = {1, 0};
   for (int seconds = 1; sigtimedwait(&stop, nullptr, &second) < 0; ++seconds) {

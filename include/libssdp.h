@@ -6,8 +6,8 @@
 /// libSSDP: devices of one kind find each other on the local IPv4 network.
 ///
 /// An application creates the service, sets what its device is, starts it, and is told through one
-/// callback which devices come, change and leave. A device that others find and keep needs every
-/// line of this:
+/// callback which devices come, change and leave. The calls of a device that others find and keep,
+/// in their order:
 ///
 ///     std::srand(...)            once, from something that differs between devices (the UUID)
 ///     CreateSSDP(true)           one service a process; true: announces periodically
@@ -16,7 +16,7 @@
 ///     SetVersionInfo(...)
 ///     SetUUID(...)               the key under which peers keep the device
 ///     SetNotifyTimeOut(30)       seconds that peers keep it; unset, they drop it at once
-///     SetMSearchTimeOut(1)       seconds within which peers answer a Search
+///     SetMSearchTimeOut(1)       seconds within which peers respond to a Search
 ///     SetCallback(...)           required: an answered search calls it without a null check
 ///     Initialize()               from here on the device is on the network
 ///     Search(), Announce(), GetDevices(...), the setters    as often as needed
@@ -24,32 +24,36 @@
 ///     DestroySSDP()
 ///
 /// The other setters are optional. The library draws its response delays from rand: with the same
-/// seed, all devices of one model answer a search in the same millisecond.
+/// seed, all devices of one model respond to a search in the same millisecond.
 ///
-/// **A deaf device.** If CreateSSDP ran before there was a network, or if the interface was deleted
-/// and created again, the device hears nothing, although every call succeeds. It also happens when
-/// CreateSSDP ran out of descriptors: then Initialize succeeds, and Announce, Search and
-/// Uninitialize fail. The test: the device's own announcement (its UUID, event 0 or 1) doesn't
-/// reach the callback within a few seconds. The cure: Uninitialize, then Initialize, whatever the
-/// first returned; repeat it while the device stays deaf. `examples/presence.cpp` does both.
+/// **A deaf device.** If CreateSSDP ran before there was a network, or while another program held
+/// port 1900 for itself, or if the interface was deleted and created again, the device hears
+/// nothing, although every call succeeds. If CreateSSDP ran out of descriptors, it lacks one socket
+/// or both: it doesn't hear, or Announce, Search and Uninitialize fail. The test: the device's own
+/// announcement (its UUID, any event but SSDP_DEVICE_REMOVED) doesn't reach the callback within
+/// some 10 s; allow more where searches with a large MX are answered. The cure: Uninitialize, then
+/// Initialize, whatever the first returned; repeat it while the device stays deaf.
+/// `examples/presence.cpp` does both.
 ///
 /// **Results.** Every function returns an SSDP_STATUS: SSDP_SUCCESS, SSDP_FAILURE, or, where it
 /// says so, SSDP_NOT_CREATED when there was no CreateSSDP before. Each failed check also prints a
 /// line on standard output with its function, its condition and its source file. The line is
-/// dropped when standard output can't take it at once: the library never blocks on it and raises no
-/// SIGPIPE. No exception leaves the library.
+/// dropped when standard output can't take it at once, and raises no SIGPIPE. The library waits for
+/// the stream's lock for at most 10 ms. A line can still block in two cases: another process fills
+/// the same pipe at that moment, or a terminal that nobody reads can't be opened by its name. No
+/// exception leaves the library.
 ///
 /// **Threads.** The library runs three threads, all with every signal blocked. CreateSSDP,
 /// SetCallback, Initialize, Uninitialize and DestroySSDP belong to one controlling thread, with no
 /// other call in flight. Everything else may be called from any thread, at any time between
-/// CreateSSDP and DestroySSDP, unless it says otherwise. No function blocks for longer than a copy
-/// takes, unless it says so. Call none from a signal handler. Don't unload the library (dlclose)
-/// before Uninitialize has succeeded: its threads run in it.
+/// CreateSSDP and DestroySSDP, unless it says otherwise. No function blocks for longer than a copy,
+/// a send or a failure line takes, unless it says so. Call none from a signal handler. Don't unload
+/// the library (dlclose) before Uninitialize has succeeded: its threads run in it.
 ///
 /// **fork.** A child process has no threads of the library. There every call on a service that its
-/// parent runs returns SSDP_FAILURE and touches nothing of the parent's. The child may exec, call
-/// _exit, or create a service of its own with CreateSSDP. A service that the parent created and
-/// doesn't run, as before daemon(3), may be used in the child instead.
+/// parent runs returns SSDP_FAILURE (DestroySSDP: SSDP_SUCCESS) and uses nothing of the parent's.
+/// The child may exec, call _exit, or create a service of its own with CreateSSDP. A service that
+/// the parent created but didn't initialize, as before daemon(3), may be initialized in the child.
 ///
 /// **Which settings take effect when.** The domain name, device type, version, user agent and
 /// server information are put into the messages by Initialize: set them before it, or restart the
@@ -127,9 +131,9 @@ constexpr unsigned int SSDP_SEARCH_RECEIVED = 8;  ///< a device searches for us;
 /// events but SSDP_SEARCH_RECEIVED the device table is locked meanwhile. A callback that blocks
 /// therefore stops the periodic announcing too. Calling GetDevices from here deadlocks, and so does
 /// taking a lock that the application holds around a GetDevices or an Uninitialize. Initialize,
-/// Uninitialize and DestroySSDP must not be called from here either. Search, Announce, the setters
-/// and GetUUID may be. SSDP_SEARCH_RECEIVED comes without that lock: it may run at the same time as
-/// a call for another event.
+/// Uninitialize, DestroySSDP and SetCallback must not be called from here either. Search, Announce,
+/// the other setters and GetUUID may be. SSDP_SEARCH_RECEIVED comes without that lock: it may run
+/// at the same time as a call for another event.
 ///
 /// A device that expires leaves the table without a call. An exception derived from std::exception
 /// that leaves the callback is caught, and the record may be partly updated. Any other exception
@@ -173,8 +177,8 @@ LIBSSDP_API SSDP_STATUS DestroySSDP();
 /// is called.
 ///
 /// May be called again: after an Uninitialize that succeeded, and the table then fills anew; after
-/// one that failed, and workers that have no socket are then made again. Precondition (unchecked):
-/// CreateSSDP has been called. Does not block on the network.
+/// one that failed, to open the sockets that were missing. It may then block as Uninitialize does;
+/// otherwise it doesn't block. Precondition (unchecked): CreateSSDP has been called.
 ///
 /// @return SSDP_SUCCESS, also without a socket (see "A deaf device" above); SSDP_FAILURE when a
 ///     step failed. The steps before it are not undone. To try again, call Uninitialize, then
@@ -188,13 +192,13 @@ LIBSSDP_API SSDP_STATUS Initialize();
 ///
 /// Blocks until the threads have ended: some 200 ms, and as long as a callback in progress takes.
 /// A response that waits out its delay is sent at once, after the byebye: its searcher then keeps
-/// the device until the max-age runs out, which a short notify timeout bounds.
+/// the device until its max-age, which is the notify timeout, has run out.
 ///
 /// Precondition (unchecked): CreateSSDP has been called. Call it before the process ends, too:
 /// threads that run while the program's global objects are destroyed may use freed objects.
 ///
-/// @return SSDP_SUCCESS; SSDP_FAILURE when a step failed. It ends there: when the byebye can't be
-///     sent, because the network is down or there was no Initialize, everything runs on. Try again
+/// @return SSDP_SUCCESS; SSDP_FAILURE when a step failed. The steps after it are not done: when the
+///     byebye can't be sent (network down, or no Initialize before), everything runs on. Try again
 ///     later, or end the process by _exit, which destroys no objects. _exit also drops what stdio
 ///     has buffered, such as failure lines where standard output is a file.
 LIBSSDP_API SSDP_STATUS Uninitialize();

@@ -31,8 +31,7 @@ bool Lock(std::FILE* stream) {
   return true;
 }
 
-// A pipe without a reader isn't writable: the line would raise SIGPIPE. Where poll is refused,
-// nothing is known against printing.
+// A pipe without a reader isn't writable: the line would raise SIGPIPE. If poll fails, print.
 bool IsWritable(int fd) {
   struct pollfd output = {fd, POLLOUT, 0};
   const int ready = poll(&output, 1, 0);
@@ -40,28 +39,29 @@ bool IsWritable(int fd) {
 }
 
 // A writable terminal may still block, for it may have room for a part of the line only. So it is
-// written through a description that doesn't block. False when it can't be opened.
+// written through a description of its own that doesn't block, and drops the line or its end. False
+// when the terminal can't be opened: printing is then worth the risk, for descriptors may be short.
 bool PrintOnTerminal(int fd, const char* line) {
   char name[64];
   if (ttyname_r(fd, name, sizeof(name)) != 0) return false;
   const int terminal = open(name, O_WRONLY | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
   if (terminal < 0) return false;
-  // A terminal without room for the line drops it.
   static_cast<void>(write(terminal, line, std::strlen(line)) == 0);
   close(terminal);
   return true;
 }
 
 // Whether a writable pipe or socket has room for all that printing `line` may write. It takes
-// PIPE_BUF bytes, but printing may flush the stream's whole buffer, which the application may have
-// enlarged (setvbuf).
+// PIPE_BUF bytes. A fully buffered stream writes its buffer, which the application may have
+// enlarged (setvbuf); a line-buffered one also writes the line.
 bool FitsPipe([[maybe_unused]] std::FILE* stream, [[maybe_unused]] int fd,
               [[maybe_unused]] const char* line) {
 #if defined(__linux__)
   const size_t buffer = __fbufsize(stream);
   const size_t needed = __fpending(stream) + std::strlen(line);
   const bool stays_in_buffer = __flbf(stream) == 0 && needed < buffer;
-  if (stays_in_buffer || buffer <= PIPE_BUF || needed <= PIPE_BUF) return true;
+  const bool writes_buffer_only = __flbf(stream) == 0 && buffer <= PIPE_BUF;
+  if (stays_in_buffer || writes_buffer_only || needed <= PIPE_BUF) return true;
   int queued = -1;
   const int size = fcntl(fd, F_GETPIPE_SZ);
   return ioctl(fd, FIONREAD, &queued) == 0 && queued == 0 && size >= static_cast<int>(needed);
@@ -87,7 +87,8 @@ void PrintUnlessBlocked(std::FILE* stream, const char* line) {
 void PrintLine(const char* line) {
   const int saved_errno = errno;
   int cancel_state = 0;
-  pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &cancel_state);  // or the lock would stay held
+  // A thread cancelled while it prints would leave the stream locked.
+  pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &cancel_state);
   std::FILE* const stream = stdout;
   if (Lock(stream)) {
     PrintUnlessBlocked(stream, line);

@@ -6,6 +6,8 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <limits>
 #include <memory>
@@ -231,8 +233,8 @@ bool SSDP::ReadNotifyTimeout(int32_t& timeout) {
 
 // Removes expired peers without a call of the application's callback.
 void SSDP::Sweep(time_t now) {
-  // A record whose expiry is the field's limit stays, for it says "as long as I can tell": from
-  // 2038 on that is every record.
+  // An expiry at int32_t's limit has been saturated: it never passes. From 2038 on that is every
+  // record's.
   const int64_t limit = std::min<int64_t>(now, std::numeric_limits<int32_t>::max());
   // Most tables are one slice. Walking a huge one takes a tenth of a second and more; between two
   // slices the workers get the lock.

@@ -83,7 +83,7 @@ class SSDP : public SSDPDevice, public WorkerThread {
   int32_t m_announce;
   SSDPCallback m_callback;
   void* m_context;              // passed to m_callback; not owned
-  pid_t m_process;              // that opened the sockets
+  pid_t m_process;              // the process that opened the sockets
   std::atomic<bool> m_running;  // from Init to a DeInit that succeeds
 };
 

@@ -49,7 +49,7 @@ class SSDPBase : public WorkerThread {
   // when there is no thread to join, and by the first call only.
   virtual SSDP_STATUS DeInit();
 
-  // Whether the socket is closed and the thread joined: this worker can only be replaced.
+  // Whether this worker has been stopped: socket closed, thread joined. It can't be started again.
   bool IsSpent() const { return m_closed && !HasThread(); }
 
   // Whether this worker was started without a socket.

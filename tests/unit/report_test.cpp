@@ -164,6 +164,24 @@ TEST_F(OutputThatTakesNothing, DropsTheLineThatWouldFlushMoreThanThePipeTakes) {
   close(nowhere);
 }
 
+// A line-buffered stream writes its buffer and then the line: more than a pipe with one page takes.
+TEST_F(OutputThatTakesNothing, DropsTheLineThatWouldFollowALongUnfinishedOne) {
+  static char buffer[4096];  // the stream's until the end of the process
+  std::setvbuf(stdout, buffer, _IOLBF, sizeof(buffer));
+  fcntl(m_pipe[1], F_SETPIPE_SZ, 4096);
+  dup2(m_pipe[1], STDOUT_FILENO);
+  std::fputs(std::string(4000, '#').c_str(), stdout);
+  auto reported = std::async(std::launch::async,
+                             [] { ReportFailure(1, "f", std::string(300, 'c').c_str(), "x"); });
+  const bool returned = reported.wait_for(std::chrono::seconds(20)) == std::future_status::ready;
+  EXPECT_TRUE(returned);
+  std::string text = ReadPipe();
+  reported.wait();
+  std::fflush(stdout);
+  text += ReadPipe();
+  EXPECT_EQ(text, std::string(4000, '#'));
+}
+
 TEST_F(OutputThatTakesNothing, DropsTheLineThatATerminalHasNoRoomFor) {
   const int master = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
   ASSERT_EQ(grantpt(master) + unlockpt(master), 0);

@@ -202,6 +202,7 @@ int TryJoin() {
 
 int TrySend() {
   const Socket socket(AF_INET);
+  if (socket.Get() < 0) return errno;
   return Send(socket.Get(), "", Address(kGroup, kPort));
 }
 

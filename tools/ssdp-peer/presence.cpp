@@ -70,9 +70,13 @@ bool Presence::SetStatus(const std::string& status) {
 }
 
 void Presence::Take(const Event& event) {
-  if (event.kind == libSSDP::SSDP_SEARCH_RECEIVED || event.kind == libSSDP::SSDP_DEVICE_REMOVED ||
-      !m_session.IsOwn(event))
+  // A service that hears searches isn't deaf. During their response delays it hears nothing else.
+  if (event.kind == libSSDP::SSDP_SEARCH_RECEIVED) {
+    m_missed = 0;
+    if (m_awaited) m_awaited = Clock::now() + kEchoTime;
     return;
+  }
+  if (event.kind == libSSDP::SSDP_DEVICE_REMOVED || !m_session.IsOwn(event)) return;
   if (m_restarted) Complain("the restarted service hears its own announcement again");
   m_awaited.reset();
   m_missed = 0;

@@ -14,7 +14,8 @@ namespace ssdp_peer {
 // Keeps this device on the network: announces it in time, and restarts the service when it has
 // become deaf. That is so when the network came after the service, when the interface was deleted
 // and made again, or when the route leads elsewhere now: the group was joined where it was then,
-// and every call succeeds all the same. Our own announcement, which does not come back, tells.
+// and every call succeeds all the same. It is detected by our own announcement
+// not coming back.
 class Presence {
  public:
   Presence(const Options& options, Session& session);
