@@ -79,7 +79,7 @@ void PrintUnlessBlocked(std::FILE* stream, const char* line) {
     const bool is_pipe = S_ISFIFO(status.st_mode) || S_ISSOCK(status.st_mode);
     if (is_pipe && !FitsPipe(stream, fd, line)) return;
   }
-  std::fputs(line, stream);
+  static_cast<void>(std::fputs(line, stream));  // nothing to do about a failure
 }
 
 }  // namespace
@@ -100,7 +100,8 @@ void PrintLine(const char* line) {
 
 bool ReportFailure(int line, const char* function, const char* condition, const char* file) {
   char text[LONGEST_LINE];
-  std::snprintf(text, sizeof(text), "[%d] %s: %s failed. \n %s\n", line, function, condition, file);
+  static_cast<void>(std::snprintf(text, sizeof(text), "[%d] %s: %s failed. \n %s\n", line, function,
+                                  condition, file));
   PrintLine(text);
   return false;
 }
@@ -108,8 +109,8 @@ bool ReportFailure(int line, const char* function, const char* condition, const 
 bool ReportFailure(int line, const char* function, const char* condition, const char* reason,
                    const char* file) {
   char text[LONGEST_LINE];
-  std::snprintf(text, sizeof(text), "[%d] %s: %s failed. (%s) \n %s\n", line, function, condition,
-                reason, file);
+  static_cast<void>(std::snprintf(text, sizeof(text), "[%d] %s: %s failed. (%s) \n %s\n", line,
+                                  function, condition, reason, file));
   PrintLine(text);
   return false;
 }

@@ -200,9 +200,10 @@ int SSDP::Task() {
       int32_t timeout = 0;
       if (!ReadNotifyTimeout(timeout)) {
         char line[256];
-        std::snprintf(line, sizeof(line),
-                      "[%d] %s: GetConfig() failed for SSDP_CONFIG_NOTIFY_TIMEOUT \n %s\n",
-                      __LINE__, __func__, __FILE__);
+        static_cast<void>(
+            std::snprintf(line, sizeof(line),
+                          "[%d] %s: GetConfig() failed for SSDP_CONFIG_NOTIFY_TIMEOUT \n %s\n",
+                          __LINE__, __func__, __FILE__));
         PrintLine(line);
       } else if (timeout > 0 && now.tv_sec - last_announce.tv_sec >= timeout) {
         SSDP_CHECK_REASON(Announce() == SSDP_SUCCESS, "Unable to send NOTIFY Query");

@@ -45,6 +45,7 @@ SEAM(time_t, time, (time_t * now), (now))
 SEAM(char*, ctime_r, (const time_t* now, char* text), (now, text))
 SEAM(int, usleep, (useconds_t microseconds), (microseconds))
 SEAM(int, rand, (), ())
+SEAM(pid_t, getpid, (), ())
 
 extern "C" int __real_gettimeofday(timeval* now, void* zone);
 extern "C" int __wrap_gettimeofday(timeval* now, void* zone) {
@@ -75,5 +76,6 @@ const Calls real = {
     __real_ctime_r,
     __real_usleep,
     __real_rand,
+    __real_getpid,
 };
 }  // namespace seam

@@ -41,6 +41,7 @@ struct Calls {
   std::function<char*(const time_t*, char*)> ctime_r;
   std::function<int(useconds_t)> usleep;
   std::function<int()> rand;
+  std::function<pid_t()> getpid;
 };
 
 extern Calls calls;

@@ -403,6 +403,44 @@ TEST_F(Service, SendsNothingBeforeItWasStarted) {
   EXPECT_THAT(m_system.sent, IsEmpty());
 }
 
+// A child as the service sees it: another process id.
+TEST_F(Service, RefusesEveryCallInAChildOfTheProcessThatRunsIt) {
+  m_ssdp.Init();
+  const std::vector<std::string> before = m_system.log;
+  const size_t sent = m_system.sent.size();
+  seam::calls.getpid = [] { return 4711; };
+  DeviceStatusConfig config;
+  std::map<std::string, DeviceInfo*> devices;
+  int refused = 0;
+  const std::string output = OutputOf([&] {
+    refused = m_ssdp.SetConfig(config.m_name, config) + m_ssdp.GetConfig(config.m_name, config) +
+              m_ssdp.SetCallback(nullptr, nullptr) + m_ssdp.Announce() + m_ssdp.Search() +
+              m_ssdp.GetDevices(devices) + m_ssdp.Init() + m_ssdp.DeInit();
+  });
+  seam::calls.getpid = nullptr;
+  EXPECT_EQ(refused, 8);
+  EXPECT_THAT(output, testing::StartsWith("[#] SetConfig: IsInOwnProcess() failed. \n"));
+  EXPECT_EQ(m_system.log, before);
+  EXPECT_THAT(m_system.sent, testing::SizeIs(sent));
+  EXPECT_EQ(m_ssdp.DeInit(), 0);
+}
+
+TEST_F(Service, OpensItsOwnSocketsInAChildThatStartsWhatItsParentCreated) {
+  seam::calls.getpid = [] { return 4711; };
+  m_system.log.clear();
+  EXPECT_EQ(m_ssdp.Init(), 0);
+  EXPECT_THAT(m_system.log,
+              ElementsAre("close", "close", "socket", "fcntl", "setsockopt", "bind", "setsockopt",
+                          "socket", "fcntl", "bind", "setsockopt", "getifaddrs", "pthread_create",
+                          "getifaddrs", "pthread_create", "pthread_create"));
+  EXPECT_EQ(m_ssdp.DeInit(), 0);
+  m_system.log.clear();
+  seam::calls.getpid = [] { return 4712; };  // its own child: the sockets are closed already
+  EXPECT_EQ(m_ssdp.Init(), 0);
+  EXPECT_THAT(m_system.log, Not(testing::Contains("close")));
+  EXPECT_EQ(m_ssdp.DeInit(), 0);
+}
+
 TEST_F(Service, PrintsNothingWhenAllGoesWell) {
   EXPECT_EQ(OutputOf([this] {
               m_ssdp.Init();
