@@ -109,7 +109,7 @@ class SSDPListener::Response {
     // rand() is enough: the delay need not be unpredictable, and no other library thread calls it.
     // NOLINTNEXTLINE(concurrency-mt-unsafe,cert-msc30-c,cert-msc50-cpp)
     const int delay = static_cast<int>(rand() % delay_bound);
-    // Wait only with the mutex held: it returns with the mutex locked, whoever locked it.
+    // Wait only with the mutex held: on return the mutex is locked, even if it was not before.
     if (lock.IsHeld()) m_listener.m_delay_cond.Wait(delay);
   }
   ~Response() {

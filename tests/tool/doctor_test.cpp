@@ -144,7 +144,7 @@ TEST(Doctor, ThePortAndWhoHoldsIt) {
   EXPECT_EQ(JudgePort(EACCES, {}).severity, Severity::kProblem);
 }
 
-// Whoever follows the remedy of the first problem must not meet the second.
+// After the remedy of the first problem the second must not follow.
 const char* const kLetIn =
     "let in through this host's firewall: UDP to port 1900, and UDP from port 1900 to any port";
 const char* const kLetOut =

@@ -34,7 +34,7 @@ struct Result {
 // Three hosts with the addresses 10.77.0.1 to 10.77.0.3.
 class ToolTest : public testing::Test {
  protected:
-  // What is printable must not depend on the locale of whoever runs the tests.
+  // What is printable must not depend on the environment's locale.
   ToolTest() { setenv("LC_ALL", "C", 1); }
 
   // Starts ssdp-peer on a host, with `errors` as its standard error when it isn't empty.
